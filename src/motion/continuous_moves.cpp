@@ -1,0 +1,205 @@
+#include "motion/continuous_moves.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "axis/axes.h"
+#include "axis/axis_driver.h"
+#include "control_state.h"
+#include "motion/focus_after_zoom.h"
+#include "motion/publication.h"
+
+namespace {
+
+using Wait = std::int32_t (*)();
+using Move = std::int32_t (*)(std::int32_t current, std::int32_t target);
+
+// The axes that step from their target: focus, zoom, rotate and iris.
+struct LensRow {
+    Axis axis;
+    int stepSize;
+    Wait isReady;
+    Move moveTo;
+    Wait waitReady;         // before "stop"; none for the iris
+    bool leadsTheHead;      // switches the supply on and abandons a preset run
+    bool busyEndsPreset;    // also when the motor is not ready yet
+    const char* atMaximum;  // printed at the ends of the range
+    const char* atMinimum;
+};
+
+constexpr LensRow kFocusRow = {Axis::focus, 10,    focusIsReady, focusMoveTo, focusWaitReady,
+                               true,        false, nullptr,      nullptr};
+constexpr LensRow kZoomRow = {Axis::zoom, 30,   zoomIsReady,  zoomMoveTo,  zoomWaitReady,
+                              true,       true, "Stop Zoom2", "Stop Zoom3"};
+constexpr LensRow kRotateRow = {Axis::rotate, 30,   rotateIsReady, rotateMoveTo, rotateWaitReady,
+                                true,         true, nullptr,       nullptr};
+constexpr LensRow kIrisRow = {Axis::iris, 1,     irisIsReady, irisMoveTo, nullptr,
+                              false,      false, nullptr,     nullptr};
+
+void announce(const char* notice) {
+    if (notice != nullptr) {
+        std::puts(notice);
+    }
+}
+
+void enterContinuous(Axis axis) {
+    SharedInt& move = *axisRow(axis).move;
+    if (move != 1) {
+        publishStatus(axis, "run");
+    }
+    move = 1;
+}
+
+// The wanted target forced into the range. Beyond an end it also ends the continuous command, in
+// the shared state (unless a new one has arrived) and in `command`; landing exactly on an end does
+// not.
+std::int32_t stepTarget(Axis axis, std::int64_t wanted, std::int32_t& command) {
+    const std::int32_t target = clampToAxis(axis, wanted);
+    if (target != wanted) {
+        replaceIfUnchanged(*axisRow(axis).continuous, command, 0);
+        command = 0;
+    }
+    return target;
+}
+
+void stepLens(const LensRow& row, LensLoopState& state, std::int32_t& command) {
+    const AxisRow& axis = axisRow(row.axis);
+    if (row.isReady() != 0) {
+        if (row.busyEndsPreset) {
+            resetPresetGoal(state);
+        }
+        return;
+    }
+    if (row.leadsTheHead) {
+        setMotorPower(1);
+    }
+    enterContinuous(row.axis);
+    const std::int32_t before = *axis.target;
+    const std::int64_t wanted = before + std::int64_t{row.stepSize} * command;
+    const std::int32_t target = stepTarget(row.axis, wanted, command);
+    if (target < wanted) {
+        announce(row.atMaximum);
+    } else if (target > wanted) {
+        announce(row.atMinimum);
+    }
+    replaceIfUnchanged(*axis.target, before, target);
+    if (row.leadsTheHead) {
+        resetPresetGoal(state);
+    }
+    setAxisPosition(row.axis, row.moveTo(axisPosition(row.axis), target));
+}
+
+// Whether a continuous move ended in this pass.
+bool continuousLens(const LensRow& row, LensLoopState& state) {
+    const AxisRow& axis = axisRow(row.axis);
+    std::int32_t command = *axis.continuous;
+    if (command != 0) {
+        stepLens(row, state, command);
+    }
+    if (command != 0 || *axis.move != 1) {
+        return false;
+    }
+    if (row.waitReady != nullptr) {
+        row.waitReady();
+    }
+    publishMoveEnd(row.axis);
+    replaceIfUnchanged(*axis.move, 1, 0);
+    return true;
+}
+
+constexpr int kPanStep = 128;
+constexpr int kTiltStep = 32;
+
+// Speed codes fall by ten a step below the ninth.
+std::int32_t speedOf(std::int32_t command, std::int32_t fastest) {
+    const std::int64_t magnitude = std::llabs(std::int64_t{command});
+    return magnitude >= 9 ? fastest : fastest - 10 * static_cast<std::int32_t>(9 - magnitude);
+}
+
+// Stores the target that a pan or tilt step works with, unless a command replaced it meanwhile.
+void storeHeadTarget(SharedInt& target, SharedInt& seen, std::int32_t before, std::int32_t next) {
+    if (replaceIfUnchanged(target, before, next)) {
+        seen = next;
+    }
+}
+
+// Pan steps from its previous target, tilt from its position; meant so.
+void stepPan(LensLoopState& state, std::int32_t& command) {
+    if (panIsBusy() != 0) {
+        resetPresetGoal(state);
+        return;
+    }
+    enterContinuous(Axis::pan);
+    const std::int32_t before = giPanTarget;
+    const std::int32_t speed = speedOf(command, 240);
+    const std::int64_t wanted = std::int64_t{before} + (command > 0 ? kPanStep : -kPanStep);
+    const std::int32_t target = stepTarget(Axis::pan, wanted, command);
+    storeHeadTarget(giPanTarget, giPanTargetSeen, before, target);
+    resetPresetGoal(state);
+    setAxisPosition(Axis::pan, panMoveToSpeed(axisPosition(Axis::pan), target, speed));
+}
+
+void stepTilt(LensLoopState& state, std::int32_t& command) {
+    if (tiltIsBusy() != 0) {
+        resetPresetGoal(state);
+        return;
+    }
+    enterContinuous(Axis::tilt);
+    const std::int32_t before = giTiltTarget;
+    const std::int32_t position = axisPosition(Axis::tilt);
+    const std::int32_t speed = speedOf(command, 250);
+    const std::int64_t wanted = std::int64_t{position} + (command > 0 ? kTiltStep : -kTiltStep);
+    const std::int32_t target = stepTarget(Axis::tilt, wanted, command);
+    storeHeadTarget(giTiltTarget, giTiltTargetSeen, before, target);
+    std::printf("iTiltContinuous=%d/%d speed=%d\n", target, position, speed);
+    resetPresetGoal(state);
+    setAxisPosition(Axis::tilt, tiltMoveToSpeed(position, target, speed));
+}
+
+// Ends a continuous pan or tilt whose command is 0.
+void endHeadMove(Axis axis, std::int32_t command, Wait waitIdle, const char* notice) {
+    const AxisRow& row = axisRow(axis);
+    if (command != 0 || *row.move != 1) {
+        return;
+    }
+    waitIdle();
+    std::puts(notice);
+    publishMoveEnd(axis);
+    replaceIfUnchanged(*row.move, 1, 0);
+}
+
+}  // namespace
+
+void continuousFocus(LensLoopState& state) {
+    continuousLens(kFocusRow, state);
+}
+
+void continuousZoom(LensLoopState& state) {
+    if (continuousLens(kZoomRow, state)) {
+        focusAfterContinuousZoom();
+    }
+}
+
+void continuousRotate(LensLoopState& state) {
+    continuousLens(kRotateRow, state);
+}
+
+void continuousPan(LensLoopState& state) {
+    std::int32_t command = iPanContinuous;
+    if (command != 0) {
+        stepPan(state, command);
+    }
+    endHeadMove(Axis::pan, command, panWaitIdle, "iPanContinuous=stop");
+}
+
+void continuousTilt(LensLoopState& state) {
+    std::int32_t command = iTiltContinuous;
+    if (command != 0) {
+        stepTilt(state, command);
+    }
+    endHeadMove(Axis::tilt, command, tiltWaitIdle, "iTiltContinuous=stop");
+}
+
+void continuousIris(LensLoopState& state) {
+    continuousLens(kIrisRow, state);
+}

@@ -1,0 +1,76 @@
+#include "motion/lens_loop.h"
+
+#include <cstdio>
+
+#include "axis/marker_files.h"
+#include "control_state.h"
+#include "motion/absolute_moves.h"
+#include "motion/continuous_moves.h"
+#include "motion/lens_loop_state.h"
+#include "motion/publication.h"
+#include "motion/rotate_requests.h"
+#include "platform/clock.h"
+#include "platform/model.h"
+
+namespace {
+
+constexpr int kPassMicroseconds = 10000;
+constexpr int kQuickPassMicroseconds = 1000;
+
+void startLensThread(LensLoopState& state) {
+    if (get_lenstype() == 10) {
+        giLensVariant = 2;
+    }
+    ChackPowerOffStatus();
+    state.rememberedRotate = giRotate;
+}
+
+// Positions are not published while pan or tilt runs continuously.
+void publishAndPace() {
+    const std::int32_t pan = iPanContinuous;
+    const std::int32_t tilt = iTiltContinuous;
+    if (pan == 0 && tilt == 0) {
+        publishPositions();
+    }
+    // Quicker for exactly this pair of speeds; meant so.
+    sleepMicroseconds(pan == 1 && tilt == 1 ? kQuickPassMicroseconds : kPassMicroseconds);
+}
+
+bool exitWanted() {
+    if (giExit == 0) {
+        return false;
+    }
+    std::puts("Exit kestrel LensLoop 1");
+    return true;
+}
+
+void runPass(LensLoopState& state) {
+    continuousFocus(state);
+    continuousZoom(state);
+    continuousRotate(state);
+    serveRotateRequest();
+    completePresetRotate();
+    continuousPan(state);
+    continuousTilt(state);
+    continuousIris(state);
+    startAbsoluteMoves(state);
+    completeMoves();
+    publishAndPace();
+}
+
+}  // namespace
+
+std::int32_t LensLoop() {
+    LensLoopState state;
+    startLensThread(state);
+    if (exitWanted()) {
+        return 0;
+    }
+    for (;;) {
+        runPass(state);
+        if (exitWanted()) {
+            return 0;
+        }
+        requestLevellingOnNewRotate(state);
+    }
+}

@@ -1,0 +1,21 @@
+#include "numbers.h"
+
+#include <cstdlib>
+#include <cstring>
+
+std::int32_t parseDecimal(const char* text) {
+    return cutToInt32(std::strtol(text, nullptr, 10));
+}
+
+int parseIntList(const char* text, std::int32_t* slots, int count) {
+    int stored = 0;
+    while (stored < count) {
+        text += std::strspn(text, ",");
+        if (*text == '\0') {
+            break;
+        }
+        slots[stored++] = parseDecimal(text);
+        text += std::strcspn(text, ",");
+    }
+    return stored;
+}

@@ -1,0 +1,5 @@
+#include "platform/files.h"
+
+std::string devicePath(const char* path) {
+    return path;
+}
