@@ -5,8 +5,11 @@
 #include "axis/marker_files.h"
 #include "control_state.h"
 #include "motion/absolute_moves.h"
+#include "motion/autofocus_requests.h"
 #include "motion/continuous_moves.h"
+#include "motion/homing.h"
 #include "motion/lens_loop_state.h"
+#include "motion/presets.h"
 #include "motion/publication.h"
 #include "motion/rotate_requests.h"
 #include "platform/clock.h"
@@ -45,6 +48,8 @@ bool exitWanted() {
 }
 
 void runPass(LensLoopState& state) {
+    // An autofocus that this pass itself asks for is served by the next.
+    const std::int32_t autofocus = giAfRequest;
     continuousFocus(state);
     continuousZoom(state);
     continuousRotate(state);
@@ -54,7 +59,11 @@ void runPass(LensLoopState& state) {
     continuousTilt(state);
     continuousIris(state);
     startAbsoluteMoves(state);
+    serveAutofocusRequest(autofocus);
+    servePresetRequest(state);
+    followPresetGoal(state);
     completeMoves();
+    serveHomeRequest();
     publishAndPace();
 }
 

@@ -14,6 +14,7 @@ struct PresetTargets {
 
 struct LensLoopState {
     PresetTargets presetGoal;
+    std::int32_t previousPresetResult = 0;
     std::int32_t rememberedRotate = 0;  // `giRotate` as last seen
 };
 
