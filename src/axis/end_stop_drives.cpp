@@ -1,15 +1,12 @@
 #include "axis/end_stop_drives.h"
 
 #include "axis/axes.h"
+#include "axis/motor_codes.h"
 #include "control_state.h"
 #include "numbers.h"
 #include "platform/motor_mcu.h"
 
 namespace {
-
-constexpr int kHead = 2;
-constexpr int kPanSpeed = 250;
-constexpr int kLensSpeed = 5000;
 
 // Stands for an overrun of a tenth of the range.
 constexpr int kTenth = -1;
@@ -27,14 +24,14 @@ struct DriveRow {
 constexpr DriveRow kDrives[] = {
     {EndStopDrive::pan, Axis::pan, setPanBackwardS, kHead, 1000, kPanSpeed},
     {EndStopDrive::tilt, Axis::tilt, setTiltForwardS, kHead, kTenth, 250},
-    {EndStopDrive::rotate, Axis::rotate, setRotatBackward, -1, kTenth, kLensSpeed},
-    {EndStopDrive::zoom, Axis::zoom, setZoom8Forward, -1, kTenth, kLensSpeed},
-    {EndStopDrive::focus, Axis::focus, setFocus8Backward, -1, kTenth, kLensSpeed},
-    {EndStopDrive::iris, Axis::iris, setIrisBackward, -1, kTenth, kLensSpeed},
-    {EndStopDrive::irisOfFullHome, Axis::iris, setIrisBackward, -86, kTenth, kLensSpeed},
+    {EndStopDrive::rotate, Axis::rotate, setRotatBackward, kDriveCode, kTenth, kLensSpeed},
+    {EndStopDrive::zoom, Axis::zoom, setZoom8Forward, kDriveCode, kTenth, kLensSpeed},
+    {EndStopDrive::focus, Axis::focus, setFocus8Backward, kDriveCode, kTenth, kLensSpeed},
+    {EndStopDrive::iris, Axis::iris, setIrisBackward, kDriveCode, kTenth, kLensSpeed},
+    {EndStopDrive::irisOfFullHome, Axis::iris, setIrisBackward, kIrisCode, kTenth, kLensSpeed},
     {EndStopDrive::panFast, Axis::pan, setPanBackwardS, kHead, 1000, 252},
     {EndStopDrive::tiltFast, Axis::tilt, setTiltForwardS, kHead, 200, 250},
-    {EndStopDrive::rotateFast, Axis::rotate, setRotatBackward, -1, 500, kLensSpeed},
+    {EndStopDrive::rotateFast, Axis::rotate, setRotatBackward, kDriveCode, 500, kLensSpeed},
 };
 
 void order(const DriveRow& row) {
