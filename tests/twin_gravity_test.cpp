@@ -84,6 +84,7 @@ TEST_F(TwinGravity, TheReadingFollowsTheTruePositionsAndTheMount) {
         {"wall180", 0, 1280, 533, {0, -kG, 0}},
         {"wall90", 0, 1280, 533, {-kG, 0, 0}},
         {"wall270", 0, 1280, 533, {kG, 0, 0}},
+        {"wall90", 0, 4160, 5599, {-3, kG, 0}},
         {"wall90", 11083, 1280, 533, {0, kG, 0}},
     };
     for (const auto& each : cases) {
@@ -130,12 +131,17 @@ TEST_F(TwinGravity, WrongRequestsFail) {
     } cases[] = {
         {{0x6A, 0, 0, bytes}, 1},  {{0x6A, 0, 257, bytes}, 1},  {{0x6A, 0, 1, nullptr}, 1},
         {{0x6A, 0, 1, bytes}, 0},  {{0x6A, 0x10, 1, bytes}, 1}, {{0x6A, I2C_M_RD, 0, bytes}, 1},
-        {{0x6A, 0, 1, bytes}, 43}, {{0x26A, 0, 1, bytes}, 1},
+        {{0x26A, 0, 1, bytes}, 1},
     };
     for (auto& each : cases) {
         i2c_rdwr_ioctl_data request = {&each.message, each.count};
         EXPECT_LT(transferI2c(bus(), &request), 0);
     }
+    std::vector<i2c_msg> many(43, {0x6A, 0, 1, bytes});
+    i2c_rdwr_ioctl_data most = {many.data(), 42};
+    EXPECT_EQ(transferI2c(bus(), &most), 42);
+    most.nmsgs = 43;
+    EXPECT_LT(transferI2c(bus(), &most), 0);
     i2c_rdwr_ioctl_data none = {nullptr, 1};
     EXPECT_LT(transferI2c(bus(), &none), 0);
     i2c_rdwr_ioctl_data good = {&cases[3].message, 1};

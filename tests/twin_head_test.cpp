@@ -153,6 +153,9 @@ TEST_F(TwinHead, OddOrdersAreHarmless) {
         EXPECT_EQ(setPanForwardS(2, steps, 250), 0);
         EXPECT_EQ(setFocus8Forward(-56, steps, 5000), 0);
     }
+    int counter = 0;
+    EXPECT_EQ(getPanPos(2, &counter), 0);
+    EXPECT_EQ(counter, 20000);
     EXPECT_FALSE(twin::axisTruth(Axis::pan).busy);
     EXPECT_EQ(position(Axis::focus), 1000);
 
@@ -167,7 +170,6 @@ TEST_F(TwinHead, OddOrdersAreHarmless) {
     EXPECT_EQ(position(Axis::rotate), 0);
 
     unsigned char status = 0;
-    int counter = 0;
     EXPECT_NE(setTiltForwardS(1, 10, 250), 0) << "another head";
     EXPECT_NE(getPanBusyStatus(1, &status), 0);
     EXPECT_NE(getPanBusyStatus(2, nullptr), 0);
@@ -278,6 +280,7 @@ TEST_F(TwinHead, AFaultInTheMiddleOfAMoveConcernsItsRest) {
     pass(20'000);
     fault("axis zoom clear");
     fault("axis zoom slip 10");
+    fault("scene flat");
     pass(60'000);
     EXPECT_FALSE(twin::axisTruth(Axis::zoom).busy);
     EXPECT_EQ(position(Axis::zoom), 1000 + 100 + 290);
@@ -285,6 +288,15 @@ TEST_F(TwinHead, AFaultInTheMiddleOfAMoveConcernsItsRest) {
     setZoom8Backward(-1, 10, 5000);
     pass(10'000);
     EXPECT_EQ(position(Axis::zoom), 1400) << "slipping once is enough";
+
+    startTrace();
+    const twin::Microseconds start = twin::now();
+    setZoom8Forward(-1, 1600, 5000);
+    pass(300'000);
+    fault("axis all slow 2");
+    EXPECT_THAT(traceSince(start),
+                ElementsAre("0.000000 mcu setZoom8Forward -1 1600 5000", "0.280000 head zoom stop"))
+        << "it stands there already";
 }
 
 TEST_F(TwinHead, FailingCallsAreCountedAndDoNothing) {

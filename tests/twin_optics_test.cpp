@@ -79,11 +79,13 @@ TEST_F(TwinOptics, AReadingIsThatOfTheLatestFrame) {
     pass(1);
     EXPECT_EQ(read().sum_b, 1'410'000U) << "150,000 + 1,400,000 / (1 + 1/9)";
 
-    // Two orders within one frame hide nothing of the frame's truth, and one that runs across a
+    // Several orders within one frame hide nothing of the frame's truth, and one that runs across a
     // frame is seen where it stood then.
     pass(10'000);
-    setFocus8Forward(-56, 5, 5000);
-    pass(5'000);
+    setFocus8Backward(-56, 5, 5000);
+    pass(2'000);
+    setFocus8Forward(-56, 10, 5000);
+    pass(3'000);
     setFocus8Forward(-56, 1000, 1000);
     EXPECT_EQ(read().sum_b, 1'410'000U);
     pass(20'000);

@@ -75,7 +75,7 @@ std::uint8_t readSensorRegister(std::uint8_t number) {
 }
 
 void writeSensorRegister(std::uint8_t number, std::uint8_t value) {
-    if (number != kIdentityRegister && number < kFirstStatus) {
+    if (number < kFirstStatus) {
         gRegisters[number] = value;
     }
 }
