@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "focus/focus_motion.h"
+#include "focus/focus_search.h"
 #include "focus/focus_stats.h"
 
 namespace {
@@ -18,20 +18,13 @@ constexpr std::int32_t kBlurred = 6999;
 constexpr std::int32_t kAreasAgree = 20;
 constexpr std::int32_t kSharpB = 8000;
 
-struct Best {
-    std::int32_t value = 0;
-    std::int32_t position = 0;
-};
-
 // One sweep's readings: the last ones of each area (kept where a reading fails) and the best.
 struct Sweep {
-    std::int32_t a = 0;
-    std::int32_t b = 0;
-    std::int32_t c = 0;
-    Best bestA;
-    Best bestB;
-    Best bestC;
-    Best bestS;
+    AreaSharpness areas;
+    FocusPeak bestA;
+    FocusPeak bestB;
+    FocusPeak bestC;
+    FocusPeak bestS;
 };
 
 bool encoderRuns() {
@@ -57,7 +50,7 @@ void flushStaleFrames() {
     }
 }
 
-void notePeak(char area, std::int32_t value, std::int32_t position, Best& best) {
+void notePeak(char area, std::int32_t value, std::int32_t position, FocusPeak& best) {
     const bool better = value > best.value;
     if (better) {
         best = {value, position};
@@ -67,11 +60,11 @@ void notePeak(char area, std::int32_t value, std::int32_t position, Best& best) 
 
 // Measures at `position`, which the focus has been ordered to. Returns the combined score.
 std::int32_t measure(Sweep& sweep, std::int32_t position) {
-    const std::int32_t score = readFocusStats(&sweep.a, &sweep.b, &sweep.c);
+    const std::int32_t score = readFocusStats(&sweep.areas.a, &sweep.areas.b, &sweep.areas.c);
     std::printf("Pos:%d Fv:%d ", position, score);
-    notePeak('a', sweep.a, position, sweep.bestA);
-    notePeak('b', sweep.b, position, sweep.bestB);
-    notePeak('c', sweep.c, position, sweep.bestC);
+    notePeak('a', sweep.areas.a, position, sweep.bestA);
+    notePeak('b', sweep.areas.b, position, sweep.bestB);
+    notePeak('c', sweep.areas.c, position, sweep.bestC);
     if (score > sweep.bestS.value) {
         sweep.bestS = {score, position};
         std::printf("s:%d *\n", score);
@@ -88,7 +81,7 @@ bool sweepDown(Sweep& sweep, std::int64_t position, std::int32_t low, std::int32
         moveFocusAndWait(ordered);
         sleepMicroseconds(kTwoFramesMicroseconds);
         if (presetInterrupts()) {
-            std::puts(" ########## interrupt focus ###########");
+            printInterrupt();
             return false;
         }
         const std::int32_t score = measure(sweep, ordered);
@@ -145,12 +138,6 @@ void approachChosen(std::int32_t chosen) {
     sleepMicroseconds(kTwoFramesMicroseconds);
 }
 
-void printResult(Sweep& sweep, std::int32_t chosen) {
-    std::printf("Auto focus ponsition %d %d \n", chosen, axisPosition(Axis::focus));
-    const std::int32_t score = readFocusStats(&sweep.a, &sweep.b, &sweep.c);
-    std::printf("S:%d A:%d B:%d C:%d\n", score, sweep.a, sweep.b, sweep.c);
-}
-
 // Has the next publication carry the focus that was found, on both keys.
 void markPublicationDue() {
     constexpr auto kFocus = static_cast<std::size_t>(Axis::focus);
@@ -165,7 +152,7 @@ std::int32_t settle(Sweep& sweep, std::int32_t step, std::int32_t mode) {
         approachChosen(chosen);
     }
     if (known) {
-        printResult(sweep, chosen);
+        printFocusResult(chosen, sweep.areas);
     }
     markPublicationDue();
     return chosen;

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "focus/focus_motion.h"
+#include "focus/focus_search.h"
 #include "focus/focus_stats.h"
 #include "raw_time.h"
 
@@ -17,19 +17,12 @@ constexpr std::int64_t kRiseOfLongStep = 21;
 constexpr std::int64_t kRiseOfShortStep = 11;
 constexpr std::int32_t kScoresBeforeStop = 10;
 
-struct Best {
-    std::int32_t value = 0;
-    std::int32_t position = 0;
-};
-
 struct Search {
-    std::int32_t a = 0;
-    std::int32_t b = 0;
-    std::int32_t c = 0;
-    Best bestA;
-    Best bestB;
-    Best bestC;
-    Best bestF;
+    AreaSharpness areas;
+    FocusPeak bestA;
+    FocusPeak bestB;
+    FocusPeak bestC;
+    FocusPeak bestF;
     std::int32_t step = kFirstStep;
     std::int32_t previousF = 0;
     // Stands for the history of scores: only its mean and its last entry are ever asked for.
@@ -41,8 +34,9 @@ struct Search {
 
 // Area B counts ten times.
 std::int32_t readScore(Search& search) {
-    readFocusStats(&search.a, &search.b, &search.c);
-    return static_cast<std::int32_t>((search.a + std::int64_t{10} * search.b + search.c) / 12);
+    readFocusStats(&search.areas.a, &search.areas.b, &search.areas.c);
+    return static_cast<std::int32_t>(
+        (search.areas.a + std::int64_t{10} * search.areas.b + search.areas.c) / 12);
 }
 
 void measureStart(Search& search) {
@@ -80,17 +74,17 @@ void noteScore(Search& search, std::int32_t score) {
 // Whether area B or C bettered its best; a better A only counts as an improvement.
 bool noteAreas(Search& search) {
     const std::int32_t position = axisPosition(Axis::focus);
-    if (search.a > search.bestA.value) {
-        search.bestA = {search.a, position};
+    if (search.areas.a > search.bestA.value) {
+        search.bestA = {search.areas.a, position};
         search.improved = true;
     }
-    const bool betterB = search.b > search.bestB.value;
-    const bool betterC = search.c > search.bestC.value;
+    const bool betterB = search.areas.b > search.bestB.value;
+    const bool betterC = search.areas.c > search.bestC.value;
     if (betterB) {
-        search.bestB = {search.b, position};
+        search.bestB = {search.areas.b, position};
     }
     if (betterC) {
-        search.bestC = {search.c, position};
+        search.bestC = {search.areas.c, position};
     }
     return betterB || betterC;
 }
@@ -103,8 +97,8 @@ bool measureStep(Search& search, std::int32_t position) {
     ++search.count;
     search.sumF += score;
     const std::int64_t mean = search.sumF / search.count;
-    std::printf("Pos:%d Fv:%d A:%d B:%d C:%d Step=%d sum=%d ", position, score, search.a, search.b,
-                search.c, search.step, static_cast<std::int32_t>(mean));
+    std::printf("Pos:%d Fv:%d A:%d B:%d C:%d Step=%d sum=%d ", position, score, search.areas.a,
+                search.areas.b, search.areas.c, search.step, static_cast<std::int32_t>(mean));
     noteScore(search, score);
     const bool pastPeak = !noteAreas(search) && search.count > kScoresBeforeStop && score < mean &&
                           search.fine && !search.improved;
@@ -148,14 +142,7 @@ void settleOnPeak(Search& search) {
     const std::int32_t target = choosePeak(search);
     approachFocus(target, kLead, kFrameMicroseconds);
     sleepMicroseconds(kFrameMicroseconds);
-    std::printf("Auto focus ponsition %d %d \n", target, axisPosition(Axis::focus));
-    const std::int32_t score = readFocusStats(&search.a, &search.b, &search.c);
-    std::printf("S:%d A:%d B:%d C:%d\n", score, search.a, search.b, search.c);
-}
-
-void printTime(std::int64_t start) {
-    const long long elapsed = rawMicroseconds() - start;
-    std::printf("Fast focus Time:%lld.%06lld\n", elapsed / 1000000, elapsed % 1000000);
+    printFocusResult(target, search.areas);
 }
 
 }  // namespace
@@ -176,7 +163,7 @@ std::int32_t focusSweepAdaptive(std::int32_t start, std::int32_t end) {
     }
     const SearchEnd ended = searchDown(search, first, range.low);
     if (ended == SearchEnd::interrupted) {
-        std::puts(" ########## interrupt focus ###########");
+        printInterrupt();
     }
     if (ended != SearchEnd::settled && presetInterrupts()) {
         return axisPosition(Axis::focus);
@@ -185,6 +172,6 @@ std::int32_t focusSweepAdaptive(std::int32_t start, std::int32_t end) {
         return search.bestF.position;
     }
     settleOnPeak(search);
-    printTime(startTime);
+    printElapsed("Fast focus Time", rawMicroseconds() - startTime);
     return 0;
 }

@@ -5,6 +5,7 @@
 
 #include "axis/axis_driver.h"
 #include "control_state.h"
+#include "focus/focus_search.h"
 #include "focus/focus_sweep.h"
 #include "focus/focus_sweep_adaptive.h"
 #include "motion/focus_centre.h"
@@ -21,21 +22,14 @@ constexpr std::int32_t kFineStep = 2;
 constexpr std::int32_t kRefineModeOfFast = 4;
 
 void stopOtherAxes() {
-    stopAllAndWait();
     const auto others = {Axis::pan, Axis::tilt, Axis::rotate, Axis::zoom, Axis::iris};
-    setMoveStates(others, 0);
-    for (const Axis axis : others) {
-        publishStatus(axis, "stop");
-    }
+    takeOver(others);
+    publishStatuses(others, "stop");
 }
 
 void enterFocusRun() {
     iFocusMove = 3;
     publishStatus(Axis::focus, "run");
-}
-
-bool presetPending() {
-    return giActPreset != -1;
 }
 
 void refine(std::int32_t around, std::int32_t mode) {
@@ -54,7 +48,7 @@ void searchFast() {
     setMotorPower(1);
     const std::int32_t centre = announceCentre();
     const std::int32_t found = focusSweepAdaptive(centre - kHalfRange, centre + kHalfRange);
-    if (found >= 1 && !presetPending()) {
+    if (found >= 1 && !presetInterrupts()) {
         refine(found, kRefineModeOfFast);
     }
     if (giActPreset >= 0) {
@@ -70,27 +64,27 @@ void searchByContrast(std::int32_t mode) {
     std::printf("Zoom Pos:%d\n", axisPosition(Axis::zoom));
     const std::int32_t found =
         focusSweep(centre - kHalfRange, centre + kHalfRange, kCoarseStep, mode);
-    if (found >= 0 && !presetPending()) {
+    if (found >= 0 && !presetInterrupts()) {
         refine(found, mode);
     }
 }
 
-// Lets a preset run that waited for the focus end on the bus, too.
+// An arrival has written "done" itself; this reaches a request that was given up, or none at all.
 void endPresetOnBus() {
     char value[128] = {};
     nbus_get("lens.camN.act_preset", value, sizeof value);
     if (std::strcmp(value, "done") != 0) {
-        nbus_set("lens.camN.act_preset", "done");
+        publishPresetDone();
     }
 }
 
 void endSearch(std::int32_t request) {
     publishMoveEnd(Axis::focus);
-    if (!presetPending()) {
+    if (!presetInterrupts()) {
         endPresetOnBus();
     }
     setTargetsToPositions({Axis::focus});
-    iFocusMove = 0;
+    replaceIfUnchanged(iFocusMove, 3, 0);
     replaceIfUnchanged(giAfRequest, request, 0);
 }
 

@@ -35,24 +35,30 @@ struct HeadRow {
     const char* driveNotice;
     std::int32_t (*isBusy)();
     std::int32_t (*moveTo)(std::int32_t current, std::int32_t target);
+    std::int32_t (*parking)();
     const char* parkingNotice;
     const char* stopNotice;
 };
 
-constexpr HeadRow kHeadRows[] = {
-    {Axis::pan, EndStopDrive::panFast, "Home Pan", panIsBusy, panMoveTo, "Pan to", "Pan stop"},
-    {Axis::tilt, EndStopDrive::tiltFast, "Home Tilt", tiltIsBusy, tiltMoveTo, "Tilt to",
-     "Tilt Stop"},
-    {Axis::rotate, EndStopDrive::rotateFast, "Home Rotate", rotateIsReady, rotateMoveTo,
-     "Rotate to", "Rotate Stop"},
-};
-
-std::int32_t parkingOf(Axis axis) {
-    return axis == Axis::pan ? panParking() : axis == Axis::tilt ? kTiltParking : kRotateParking;
+std::int32_t tiltParking() {
+    return kTiltParking;
 }
 
+std::int32_t rotateParking() {
+    return kRotateParking;
+}
+
+constexpr HeadRow kHeadRows[] = {
+    {Axis::pan, EndStopDrive::panFast, "Home Pan", panIsBusy, panMoveTo, panParking, "Pan to",
+     "Pan stop"},
+    {Axis::tilt, EndStopDrive::tiltFast, "Home Tilt", tiltIsBusy, tiltMoveTo, tiltParking,
+     "Tilt to", "Tilt Stop"},
+    {Axis::rotate, EndStopDrive::rotateFast, "Home Rotate", rotateIsReady, rotateMoveTo,
+     rotateParking, "Rotate to", "Rotate Stop"},
+};
+
 void park(const HeadRow& row) {
-    const std::int32_t parking = parkingOf(row.axis);
+    const std::int32_t parking = row.parking();
     setAxisPosition(row.axis, row.moveTo(homeCounter(row.axis), parking));
     std::printf("%s %d\n", row.parkingNotice, parking);
 }
@@ -105,7 +111,7 @@ constexpr LensRow kLensRows[] = {
 };
 
 void endLens(const LensRow& row, bool toDefault) {
-    setAxisPosition(row.axis, homeCounter(row.axis));
+    setHomeCounters({row.axis});
     if (toDefault) {
         setAxisPosition(row.axis, row.moveTo(axisPosition(row.axis), row.defaultPosition));
         row.waitReady();
@@ -137,7 +143,7 @@ void pollIris(States& states) {
     driveToEndStop(EndStopDrive::iris);
     std::puts("Home Iris");
     irisWaitReady();
-    setAxisPosition(Axis::iris, 0);
+    setHomeCounters({Axis::iris});
     std::puts("Iris Stop");
     state = HomeState::done;
 }
@@ -162,9 +168,8 @@ bool pollAll(States& states, bool toDefault) {
 
 void finish(bool thenFocus) {
     setTargetsToPositions(kAllAxes);
-    publishAllStatuses("stop");
-    giTiltOffset = 0;
-    giPanOffset = 0;
+    publishStatuses(kAllAxes, "stop");
+    clearOffsets();
     if (thenFocus) {
         giAfRequest = 1;
     } else {
@@ -179,9 +184,8 @@ void finish(bool thenFocus) {
 
 void fastHome(bool thenFocus) {
     recordMoveStart();
-    stopAllAndWait();
-    setMoveStates(kAllAxes, 0);
-    publishAllStatuses("run");
+    takeOver(kAllAxes);
+    publishStatuses(kAllAxes, "run");
     setMotorPower(1);
     States states = {};
     while (giExit == 0 && !pollAll(states, thenFocus)) {

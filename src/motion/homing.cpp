@@ -18,18 +18,6 @@
 
 namespace {
 
-void publishStatuses(std::initializer_list<Axis> axes, const char* status) {
-    for (const Axis axis : axes) {
-        publishStatus(axis, status);
-    }
-}
-
-// What every homing run begins with.
-void takeOver(std::initializer_list<Axis> axes) {
-    stopAllAndWait();
-    setMoveStates(axes, 0);
-}
-
 void startDrive(const char* notice, EndStopDrive drive) {
     std::puts(notice);
     driveToEndStop(drive);
@@ -90,11 +78,6 @@ void printVersions() {
     std::printf("Ver:%d\n", static_cast<int>(sensor));
 }
 
-void clearOffsets() {
-    giTiltOffset = 0;
-    giPanOffset = 0;
-}
-
 void driveAllToStops() {
     startDrive("Home Pan", EndStopDrive::pan);
     homeIris(EndStopDrive::irisOfFullHome);
@@ -104,9 +87,7 @@ void driveAllToStops() {
     homeZoom();
     panWaitIdle();
     homeRotate();
-    for (const Axis axis : kAllAxes) {
-        setAxisPosition(axis, homeCounter(axis));
-    }
+    setHomeCounters(kAllAxes);
 }
 
 void parkAll() {
@@ -131,7 +112,7 @@ void publishFullHomeEnd(bool autofocus) {
 
 void fullHome(bool autofocus) {
     takeOver(kAllAxes);
-    publishAllStatuses("run");
+    publishStatuses(kAllAxes, "run");
     setMotorPower(1);
     recordMoveStart();
     printVersions();
@@ -159,7 +140,7 @@ void homeAllThenFocus() {
 }
 
 void endHome() {
-    publishAllStatuses("stop");
+    publishStatuses(kAllAxes, "stop");
     publishActionDone();
     giHomeRequest = 0;
 }
@@ -173,9 +154,7 @@ void homeRotateAndLens() {
     homeFocus();
     homeZoom();
     homeRotate();
-    for (const Axis axis : axes) {
-        setAxisPosition(axis, homeCounter(axis));
-    }
+    setHomeCounters(axes);
     announceRotateParking();
     std::printf("Focus Pos: %d / %d\n", axisPosition(Axis::focus), axisMaximum(Axis::focus));
     parkRotate();
@@ -184,7 +163,7 @@ void homeRotateAndLens() {
     setMotorPower(0);
 }
 
-// Switches no power, as pan and tilt need none.
+// Switches no power; meant so.
 void homePanAndTilt() {
     const auto axes = {Axis::pan, Axis::tilt};
     takeOver(axes);
@@ -194,9 +173,7 @@ void homePanAndTilt() {
     startDrive("Home Tilt", EndStopDrive::tilt);
     sleepMicroseconds(1000000);
     tiltWaitIdle();
-    for (const Axis axis : axes) {
-        setAxisPosition(axis, homeCounter(axis));
-    }
+    setHomeCounters(axes);
     parkTilt();
     startPanParking();
     panWaitIdle();
@@ -213,15 +190,13 @@ void homeLens() {
     homeIris(EndStopDrive::iris);
     homeFocus();
     homeZoom();
-    for (const Axis axis : axes) {
-        setAxisPosition(axis, homeCounter(axis));
-    }
+    setHomeCounters(axes);
     setTargetsToPositions(axes);
     endHome();
     setMotorPower(0);
 }
 
-// Switches no power, though the rotate motor runs; meant so.
+// Switches no power; meant so.
 void homeHead() {
     const auto axes = {Axis::pan, Axis::tilt, Axis::rotate};
     takeOver(axes);
@@ -232,9 +207,7 @@ void homeHead() {
     rotateWaitReady();
     tiltWaitIdle();
     panWaitIdle();
-    for (const Axis axis : axes) {
-        setAxisPosition(axis, homeCounter(axis));
-    }
+    setHomeCounters(axes);
     parkTilt();
     startPanParking();
     announceRotateParking();

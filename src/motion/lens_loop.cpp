@@ -10,6 +10,7 @@
 #include "motion/continuous_moves.h"
 #include "motion/homing.h"
 #include "motion/lens_loop_state.h"
+#include "motion/preset_run.h"
 #include "motion/presets.h"
 #include "motion/publication.h"
 #include "motion/rotate_requests.h"

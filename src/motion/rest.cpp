@@ -1,29 +1,33 @@
 #include "motion/rest.h"
 
-#include <cstdio>
-
+#include "axis/axis_driver.h"
 #include "control_state.h"
-#include "raw_time.h"
+#include "motion/parking.h"
 
-void setMoveStates(std::initializer_list<Axis> axes, std::int32_t state) {
+void takeOver(AxisList axes) {
+    stopAllAndWait();
+    setMoveStates(axes, 0);
+}
+
+void setMoveStates(AxisList axes, std::int32_t state) {
     for (const Axis axis : axes) {
         *axisRow(axis).move = state;
     }
 }
 
-void setTargetsToPositions(std::initializer_list<Axis> axes) {
+void setTargetsToPositions(AxisList axes) {
     for (const Axis axis : axes) {
-        const std::int32_t position = axisPosition(axis);
-        *axisRow(axis).target = position;
-        if (axis == Axis::pan) {
-            giPanTargetSeen = position;
-        } else if (axis == Axis::tilt) {
-            giTiltTargetSeen = position;
-        }
+        replaceTarget(axis, axisPosition(axis));
     }
 }
 
-void printTimeSinceMoveStart(const char* name) {
-    const long long elapsed = rawMicroseconds() - gtMoveStart;
-    std::printf("%s:%lld.%06lld\n", name, elapsed / 1000000, elapsed % 1000000);
+void setHomeCounters(AxisList axes) {
+    for (const Axis axis : axes) {
+        setAxisPosition(axis, homeCounter(axis));
+    }
+}
+
+void clearOffsets() {
+    giTiltOffset = 0;
+    giPanOffset = 0;
 }

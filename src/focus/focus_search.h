@@ -1,4 +1,4 @@
-// What both focus searches do with the focus motor and its range. Lens thread only.
+// What the two focus searches share. Lens thread only.
 #pragma once
 
 #include <algorithm>
@@ -13,6 +13,12 @@
 // One encoder frame, and two, in microseconds.
 inline constexpr int kFrameMicroseconds = 33000;
 inline constexpr int kTwoFramesMicroseconds = 66000;
+
+// The best value of an area's sharpness, or of the score, and where it was seen.
+struct FocusPeak {
+    std::int32_t value = 0;
+    std::int32_t position = 0;
+};
 
 struct FocusInterval {
     std::int32_t low;
@@ -38,7 +44,20 @@ inline void approachFocus(std::int32_t position, std::int32_t lead, int pauseMic
     moveFocusAndWait(position);
 }
 
+// The last readings of the areas; a reading that fails leaves them.
+struct AreaSharpness {
+    std::int32_t a = 0;
+    std::int32_t b = 0;
+    std::int32_t c = 0;
+};
+
 // Whether a preset command interrupts the search.
 inline bool presetInterrupts() {
     return giActPreset != -1;
 }
+
+// Says that a search was interrupted.
+void printInterrupt();
+
+// Says where the focus has been put and how sharp it is there.
+void printFocusResult(std::int32_t chosen, AreaSharpness& areas);
