@@ -100,7 +100,9 @@ extern constinit SharedInt iPanMove, iTiltMove, iRotateMove, iZoomMove, iFocusMo
 
 // 0 none; 1 fast autofocus; 2, 5, 6 contrast sweep in that mode; 3 contrast sweep in mode 2.
 extern constinit SharedInt giAfRequest;
-// 0 none; else the homing request.
+// 0 none; 1 all, 10 all then autofocus, 2 rotate and lens, 3 pan and tilt, 4 lens, 5 pan, tilt and
+// rotate; 11 all at once, 12 likewise to the default lens position, then autofocus; 13 and 14
+// straight to preset 1 or 2.
 extern constinit SharedInt giHomeRequest;
 // -1 none; 1 to 4 store, 1001/1002 go, 2001/2002 delete.
 extern constinit SharedInt giActPreset;
