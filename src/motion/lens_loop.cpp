@@ -9,6 +9,7 @@
 #include "motion/lens_loop_state.h"
 #include "motion/publication.h"
 #include "motion/rotate_requests.h"
+#include "orientation/motion_sensor.h"
 #include "platform/clock.h"
 #include "platform/model.h"
 
@@ -18,11 +19,12 @@ constexpr int kPassMicroseconds = 10000;
 constexpr int kQuickPassMicroseconds = 1000;
 
 void startLensThread(LensLoopState& state) {
+    GyroOpen();
     if (get_lenstype() == 10) {
         giLensVariant = 2;
     }
     ChackPowerOffStatus();
-    state.rememberedRotate = giRotate;
+    rememberRotate(state, giRotate);
 }
 
 // Positions are not published while pan or tilt runs continuously.
@@ -48,8 +50,10 @@ void runPass(LensLoopState& state) {
     continuousFocus(state);
     continuousZoom(state);
     continuousRotate(state);
-    serveRotateRequest();
-    completePresetRotate();
+    if (!serveRotateRequest(state)) {
+        completePresetRotate();
+    }
+    watchOrientation(state);
     continuousPan(state);
     continuousTilt(state);
     continuousIris(state);
