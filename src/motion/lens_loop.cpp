@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "axis/marker_files.h"
+#include "axis/motor_codes.h"
 #include "control_state.h"
 #include "motion/absolute_moves.h"
 #include "motion/continuous_moves.h"
