@@ -106,6 +106,9 @@ bool checkKey(const std::string& key) {
 }
 
 void setKey(const Arguments& arguments) {
+    if (!checkKey(arguments.words[0])) {
+        return;
+    }
     const std::string problem = setFromOutside(arguments.words[0], arguments.rest(1));
     if (!problem.empty()) {
         fail(problem);
