@@ -164,11 +164,11 @@ void runServo(const Servo& servo, RotateDrive& drive, float targetAngle) {
 }  // namespace
 
 RotateDrive takeRotateDrive() {
-    return {giNewRotat};
+    return {gaTargetSeen[static_cast<std::size_t>(Axis::rotate)]};
 }
 
 void driveRotateTo(RotateDrive& drive, std::int32_t target) {
-    drive.shared = drive.shared && replaceIfUnchanged(giNewRotat, drive.target, target);
+    replaceTarget(Axis::rotate, target);
     drive.target = target;
     setAxisPosition(Axis::rotate, rotateMoveTo(axisPosition(Axis::rotate), target));
 }

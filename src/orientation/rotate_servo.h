@@ -5,18 +5,17 @@
 
 #include <cstdint>
 
-// One run's use of the rotate target. A command that replaces the target meanwhile is left in
-// place, to be carried out after the run, which goes on with its own.
+// Where a run last sent the rotate axis, in steps. `giNewRotat` follows, unless a command replaces
+// it: that move starts when the run, which goes on with its own target, is over.
 struct RotateDrive {
-    std::int32_t target;  // steps; where the run last sent the axis
-    bool shared = true;   // `giNewRotat` follows
+    std::int32_t target;
 };
 
-// A run that starts at the present target.
+// A run that starts at the target as last seen.
 RotateDrive takeRotateDrive();
 
-// Sends the axis to `target` (steps, clamped to its range by the move) and stores the position that
-// it will have.
+// Sends the axis to `target` (clamped to its range by the move) and stores the position that it
+// will have.
 void driveRotateTo(RotateDrive& drive, std::int32_t target);
 
 // Bring pitch or yaw to `targetAngle` (degrees in 0..360; 360 stands for level). They end within
