@@ -9,6 +9,7 @@
 #include "control_state.h"
 #include "motion/command_words.h"
 #include "numbers.h"
+#include "orientation/motion_sensor.h"
 #include "platform/clock.h"
 #include "platform/nbus.h"
 
@@ -91,6 +92,7 @@ void runPass(LoopState& state) {
 }  // namespace
 
 void superviseUntilExit() {
+    giGyroCheck = GyroCheckId();
     checkHomeFile();
     LoopState state;
     while (!exitWanted()) {

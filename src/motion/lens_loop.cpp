@@ -14,6 +14,7 @@
 #include "motion/presets.h"
 #include "motion/publication.h"
 #include "motion/rotate_requests.h"
+#include "orientation/motion_sensor.h"
 #include "platform/clock.h"
 #include "platform/model.h"
 
@@ -23,11 +24,12 @@ constexpr int kPassMicroseconds = 10000;
 constexpr int kQuickPassMicroseconds = 1000;
 
 void startLensThread(LensLoopState& state) {
-    if (get_lenstype() == kLongLens) {
+    GyroOpen();
+    if (get_lenstype() == 10) {
         giLensVariant = 2;
     }
     ChackPowerOffStatus();
-    state.rememberedRotate = giRotate;
+    rememberRotate(state, giRotate);
 }
 
 // Positions are not published while pan or tilt runs continuously.
@@ -55,9 +57,10 @@ void runPass(LensLoopState& state) {
     continuousFocus(state);
     continuousZoom(state);
     continuousRotate(state);
-    if (!serveRotateRequest()) {
+    if (!serveRotateRequest(state)) {
         completePresetRotate();
     }
+    watchOrientation(state);
     continuousPan(state);
     continuousTilt(state);
     continuousIris(state);

@@ -6,31 +6,110 @@
 #include "control_state.h"
 #include "motion/publication.h"
 #include "motion/rotate_test.h"
+#include "orientation/attitude.h"
+#include "orientation/auto_search.h"
+#include "orientation/install_detection.h"
+#include "orientation/rotate_mode.h"
 
-bool serveRotateRequest() {
-    const std::int32_t request = giAutoRotate;
-    if (request != 3) {
-        return false;
+namespace {
+
+constexpr std::int32_t kPresetRun = 3;
+
+void level(LensLoopState& state) {
+    // One reading that nobody uses; meant so.
+    GyroGetAttitude();
+    publishStatus(Axis::rotate, "run");
+    setMotorPower(1);
+    resetPresetGoal(state);
+    AutoSearch(giRotate);
+    rotateWaitReady();
+    publishMoveEnd(Axis::rotate);
+    setMotorPower(0);
+}
+
+// Mode "auto": mount detection once both axes rest.
+void watchForMount(LensLoopState& state) {
+    const std::int32_t pan = iPanMove;
+    const std::int32_t rotate = iRotateMove;
+    const std::int32_t previousPan = state.watchedPanMove;
+    const std::int32_t previousRotate = state.watchedRotateMove;
+    if (pan == previousPan && rotate == previousRotate) {
+        return;
     }
-    runRotateTest();
+    state.watchedPanMove = pan;
+    state.watchedRotateMove = rotate;
+    if (pan == 0 && rotate == 0 && previousPan != kPresetRun && previousRotate != kPresetRun) {
+        state.watchedRotate = RotateMode1RPMode();
+    }
+}
+
+// Mode "rotate": a transition after each rotate move and after each pan move.
+void watchForTurns(LensLoopState& state) {
+    const std::int32_t rotate = iRotateMove;
+    const std::int32_t previousRotate = state.watchedRotateMove;
+    if (rotate != previousRotate) {
+        std::printf("iRotateMove=%d %d\n", rotate, previousRotate);
+        state.watchedRotateMove = rotate;
+        if (previousRotate != kPresetRun && rotate == 0) {
+            state.watchedRotate = RotateMode2RotateMode();
+        }
+    }
+    const std::int32_t pan = iPanMove;
+    const std::int32_t previousPan = state.watchedPanMove;
+    if (pan != previousPan) {
+        state.watchedPanMove = pan;
+        if (previousPan != kPresetRun && pan == 0) {
+            state.watchedRotate = RotateMode2PanMode();
+        }
+    }
+}
+
+}  // namespace
+
+bool serveRotateRequest(LensLoopState& state) {
+    const std::int32_t request = giAutoRotate;
+    if (request == 3) {
+        runRotateTest();
+    } else if (request != 1 && request != 2) {
+        return false;
+    } else if (giPoeStatus != 0 || giMotorRunning != 0) {
+        return false;
+    } else if (giGyroCheck == 0) {
+        level(state);
+    } else {
+        std::puts("Gyro not ready");
+    }
     replaceIfUnchanged(giAutoRotate, request, 0);
     return true;
 }
 
 void completePresetRotate() {
-    if (iRotateMove != 3) {
+    if (iRotateMove != kPresetRun) {
         return;
     }
     rotateWaitReady();
     publishMoveEnd(Axis::rotate);
-    replaceIfUnchanged(iRotateMove, 3, 0);
+    replaceIfUnchanged(iRotateMove, kPresetRun, 0);
 }
 
+void watchOrientation(LensLoopState& state) {
+    const std::int32_t mode = giModeRotate;
+    if (giGyroCheck != 0) {
+        state.watchedPanMove = iPanMove;
+        state.watchedRotateMove = iRotateMove;
+    } else if (mode == 1) {
+        watchForMount(state);
+    } else if (mode == 2) {
+        watchForTurns(state);
+    }
+}
+
+// The watch's own choice counts as a change too, however soon the bus brings it back.
 void requestLevellingOnNewRotate(LensLoopState& state) {
     const std::int32_t rotate = giRotate;
-    if (rotate != state.rememberedRotate) {
+    if (rotate != state.rememberedRotate || rotate != state.watchedRotate.value_or(rotate)) {
         giAutoRotate = 1;
         std::printf("giRotate=%d\n", rotate);
     }
-    state.rememberedRotate = rotate;
+    rememberRotate(state, rotate);
 }

@@ -1,0 +1,25 @@
+// Turns the rotate axis until an angle of the attitude reaches a target, with the sensor as the
+// only feedback: step, read again, let the step follow the error, turn round when it grows, and go
+// back to the best position seen in the end. Blocks the lens thread.
+#pragma once
+
+#include <cstdint>
+
+// Where a run last sent the rotate axis, in steps. `giNewRotat` follows, unless a command replaces
+// it: that move starts when the run, which goes on with its own target, is over.
+struct RotateDrive {
+    std::int32_t target;
+};
+
+// A run that starts at the target as last seen.
+RotateDrive takeRotateDrive();
+
+// Sends the axis to `target` (clamped to its range by the move) and stores the position that it
+// will have.
+void driveRotateTo(RotateDrive& drive, std::int32_t target);
+
+// Bring pitch or yaw to `targetAngle` (degrees in 0..360; 360 stands for level). They end within
+// half a degree, after the third turn, or at an end of the rotate range, and have no time limit. An
+// angle just above 0 counts as far from 360.
+void RotateToPitch(RotateDrive& drive, float targetAngle);
+void RotateToYaw(RotateDrive& drive, float targetAngle);
