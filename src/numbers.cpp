@@ -7,6 +7,10 @@ std::int32_t parseDecimal(const char* text) {
     return cutToInt32(std::strtol(text, nullptr, 10));
 }
 
+std::uint32_t parseHexadecimal(const char* text) {
+    return static_cast<std::uint32_t>(std::strtoul(text, nullptr, 16));
+}
+
 int parseIntList(const char* text, std::int32_t* slots, int count) {
     int stored = 0;
     while (stored < count) {

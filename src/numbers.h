@@ -7,6 +7,10 @@
 // for text that is no number.
 std::int32_t parseDecimal(const char* text);
 
+// The hexadecimal number that `text` begins with, with or without "0x", cut to 32 bits; 0 for text
+// that is no number.
+std::uint32_t parseHexadecimal(const char* text);
+
 // Stores the decimal value of each comma-separated field of `text` in consecutive slots, at most
 // `count` of them; empty fields collapse. Returns the number of slots written.
 int parseIntList(const char* text, std::int32_t* slots, int count);
