@@ -1,7 +1,8 @@
 #include "control_state.h"
 
-pthread_mutex_t gMotorLock = PTHREAD_MUTEX_INITIALIZER;
-pthread_mutex_t gCmdMutex = PTHREAD_MUTEX_INITIALIZER;
+// Initialised by start-up before any other thread exists.
+pthread_mutex_t gMotorLock;
+pthread_mutex_t gCmdMutex;
 
 constinit SharedInt giExit = 0;
 constinit SharedInt gLensRange[kLensFieldCount] = {};

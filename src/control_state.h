@@ -40,12 +40,12 @@ private:
     pthread_mutex_t& mutex_;
 };
 
-// --- Process -----------------------------------------------------------------------------------
+// --- Process ---
 
 // 1 once the process is to end. Written by the signal handler; read by both loops and fast homing.
 extern constinit SharedInt giExit;
 
-// --- Axis table --------------------------------------------------------------------------------
+// --- Axis table ---
 
 // Words of `gLensRange`, in the order of the position file; the words not named are reserved.
 enum LensField : std::size_t {
@@ -80,8 +80,7 @@ extern constinit SharedInt giLensVariant;
 // homing.
 extern constinit SharedInt giTiltOffset, giPanOffset;
 
-// --- Axis commands: written by the command words (main thread), acted on by the lens loop
-// ---------
+// --- Axis commands: written by the main thread, acted on by the lens loop ---
 
 // Absolute targets; a move starts whenever target and position differ.
 extern constinit SharedInt giPanTarget, giTiltTarget, giNewRotat, giZoomTarget, giFocusTarget,
@@ -96,8 +95,7 @@ extern constinit SharedInt iPanContinuous, iTiltContinuous, iRotateContinuous, i
 // by a command word, becomes 2; zoom also 5, becomes 4, which ends without focus-after-zoom.
 extern constinit SharedInt iPanMove, iTiltMove, iRotateMove, iZoomMove, iFocusMove, iIrisMove;
 
-// --- Requests: raised by handlers and command words, reset by the lens loop when done
-// -------------
+// --- Requests: raised by handlers and command words, reset by the lens loop when done ---
 
 // 0 none; 1 fast autofocus; 2, 5, 6 contrast sweep in that mode; 3 contrast sweep in mode 2.
 extern constinit SharedInt giAfRequest;
@@ -110,7 +108,7 @@ extern constinit SharedInt giAutoRotate;
 // 1 after "kick-off"; cleared by the supervision loop.
 extern constinit SharedInt giFwUpdate;
 
-// --- Motion bookkeeping ------------------------------------------------------------------------
+// --- Motion bookkeeping ---
 
 // Axes whose status key says running or failed: bit 0 focus, 1 zoom, 2 pan, 3 tilt, 4 rotate.
 // Written by the bus handlers, read by the lens loop.
@@ -124,8 +122,7 @@ extern constinit SharedInt giPublishPending;
 // Written by the lens thread, read by the supervision loop.
 extern constinit std::atomic<std::int64_t> gtMoveStart;
 
-// --- Power, in hundredths of a watt
-// ---------------------------------------------------------------
+// --- Power, in hundredths of a watt ---
 
 // Present draw of the motors. Written by the axis layer, read by the supervision loop.
 extern constinit SharedInt giPanPower, giTiltPower, giZoomPower, giFocusPower, giRotatePower;
@@ -134,7 +131,7 @@ extern constinit SharedInt giLedPowerLoad;
 // Draw of encoder, denoise and wide dynamic range, from their bus keys.
 extern constinit SharedInt giEncodeLoad, giDenoiseLoad, giWdrLoad;
 
-// --- Settings from the bus: written by the handlers ----------------------------------------------
+// --- Settings from the bus: written by the handlers ---
 
 // Image orientation, each 0 or 1. `giRotate` is also written by presets and rotate mode.
 extern constinit SharedInt giFlip, giMirror, giRotate;
@@ -157,8 +154,7 @@ extern constinit SharedInt giSlaveCameras;
 // Demo mode word.
 extern constinit SharedInt giDemoPtzMode;
 
-// --- Light settings from the bus
-// -------------------------------------------------------------------
+// --- Light settings from the bus ---
 
 // Demo LED mode and manual colour, levels 0 to 255. The supervision loop writes them too.
 extern constinit SharedInt giDemoLedMode, giDemoLedR, giDemoLedG, giDemoLedB, giDemoLedW;

@@ -3,8 +3,16 @@
 #include <cstdlib>
 #include <cstring>
 
+bool readDecimal(const char* text, std::int32_t& number) {
+    char* end = nullptr;
+    number = cutToInt32(std::strtol(text, &end, 10));
+    return end != text;
+}
+
 std::int32_t parseDecimal(const char* text) {
-    return cutToInt32(std::strtol(text, nullptr, 10));
+    std::int32_t number = 0;
+    readDecimal(text, number);
+    return number;
 }
 
 std::uint32_t parseHexadecimal(const char* text) {

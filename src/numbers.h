@@ -11,6 +11,9 @@ std::int32_t parseDecimal(const char* text);
 // that is no number.
 std::uint32_t parseHexadecimal(const char* text);
 
+// As `parseDecimal`, into `number`; false, leaving 0, for text that is no number.
+bool readDecimal(const char* text, std::int32_t& number);
+
 // Stores the decimal value of each comma-separated field of `text` in consecutive slots, at most
 // `count` of them; empty fields collapse. Returns the number of slots written.
 int parseIntList(const char* text, std::int32_t* slots, int count);

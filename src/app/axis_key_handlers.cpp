@@ -1,86 +1,84 @@
 #include "app/axis_key_handlers.h"
 
 #include <cstdint>
-#include <cstring>
 
 #include "app/command_buffers.h"
 #include "app/setting_handlers.h"
 #include "axis/axes.h"
 #include "axis/marker_files.h"
 #include "control_state.h"
+#include "words.h"
 
 namespace {
 
-enum RunningBit : std::int32_t {
-    kFocusBit = 1,
-    kZoomBit = 2,
-    kPanBit = 4,
-    kTiltBit = 8,
-    kRotateBit = 16
+// The axes whose status is tracked; the running bit is that of `giMotorRunning`.
+struct KeyRow {
+    Axis axis;
+    std::int32_t runningBit;
+    OverwriteBuffer* buffer;  // null: the axis has a mailbox
 };
 
-bool startsWith(const char* text, const char* prefix) {
-    return std::strncmp(text, prefix, std::strlen(prefix)) == 0;
+constexpr KeyRow kFocusKey = {Axis::focus, 1, nullptr};
+constexpr KeyRow kZoomKey = {Axis::zoom, 2, &gszZoomCmd};
+constexpr KeyRow kPanKey = {Axis::pan, 4, &gszPanCmd};
+constexpr KeyRow kTiltKey = {Axis::tilt, 8, &gszTiltCmd};
+constexpr KeyRow kRotateKey = {Axis::rotate, 16, &gszRotateCmd};
+
+bool isStatusKey(Axis axis, const char* key) {
+    return contains(key, axisRow(axis).statusWord);
 }
 
 // A failed axis keeps its marker: its position is lost until it has run again.
-void takeStatus(Axis axis, RunningBit bit, const char* value) {
+void takeStatus(const KeyRow& row, const char* value) {
     if (startsWith(value, "run")) {
-        giMotorRunning.fetch_or(bit);
-        setMotorFile(axis, true);
+        giMotorRunning.fetch_or(row.runningBit);
+        setMotorFile(row.axis, true);
     } else if (startsWith(value, "stop") || startsWith(value, "done")) {
-        giMotorRunning.fetch_and(~bit);
-        setMotorFile(axis, false);
+        giMotorRunning.fetch_and(~row.runningBit);
+        setMotorFile(row.axis, false);
     } else if (startsWith(value, "fail")) {
-        giMotorRunning.fetch_or(bit);
+        giMotorRunning.fetch_or(row.runningBit);
     }
 }
 
-// Whether the key was the axis's status key.
-bool handledStatus(Axis axis, RunningBit bit, const char* key, const char* value) {
-    if (std::strstr(key, axisRow(axis).statusWord) == nullptr) {
-        return false;
+void takeStatusOrCommand(const KeyRow& row, const char* key, const char* value) {
+    if (isStatusKey(row.axis, key)) {
+        takeStatus(row, value);
+    } else if (row.buffer != nullptr) {
+        overwriteCommand(*row.buffer, value);
+    } else {
+        postCommand(gszFocusCmd, value);
     }
-    takeStatus(axis, bit, value);
-    return true;
 }
 
 }  // namespace
 
 void handleFocusKey(const char* key, const char* value) {
-    if (std::strstr(key, ".focus_after_zoom") != nullptr) {
+    if (contains(key, ".focus_after_zoom")) {
         handleFocusAfterZoom(key, value);
-    } else if (!handledStatus(Axis::focus, kFocusBit, key, value)) {
-        postCommand(gszFocusCmd, value);
+    } else {
+        takeStatusOrCommand(kFocusKey, key, value);
     }
 }
 
 void handleZoomKey(const char* key, const char* value) {
-    if (!handledStatus(Axis::zoom, kZoomBit, key, value)) {
-        overwriteCommand(gszZoomCmd, value);
-    }
+    takeStatusOrCommand(kZoomKey, key, value);
 }
 
 void handleIrisKey(const char* key, const char* value) {
-    if (std::strstr(key, axisRow(Axis::iris).statusWord) == nullptr) {
+    if (!isStatusKey(Axis::iris, key)) {
         postCommand(gszIrisCmd, value);
     }
 }
 
 void handlePanKey(const char* key, const char* value) {
-    if (!handledStatus(Axis::pan, kPanBit, key, value)) {
-        overwriteCommand(gszPanCmd, value);
-    }
+    takeStatusOrCommand(kPanKey, key, value);
 }
 
 void handleTiltKey(const char* key, const char* value) {
-    if (!handledStatus(Axis::tilt, kTiltBit, key, value)) {
-        overwriteCommand(gszTiltCmd, value);
-    }
+    takeStatusOrCommand(kTiltKey, key, value);
 }
 
 void handleRotateKey(const char* key, const char* value) {
-    if (!handledStatus(Axis::rotate, kRotateBit, key, value)) {
-        overwriteCommand(gszRotateCmd, value);
-    }
+    takeStatusOrCommand(kRotateKey, key, value);
 }

@@ -103,12 +103,13 @@ std::span<const BusKey> busKeys() {
 }
 
 void registerBusKeys() {
-    bool togetherPending = false;
+    const BusKey* previous = nullptr;
     for (const BusKey& row : kBusKeys) {
-        if (togetherPending && row.initial != together) {
+        // The keys that are read together are read when the last of them is listened to.
+        if (previous != nullptr && previous->initial == together && row.initial != together) {
             handOverTogether();
         }
-        togetherPending = row.initial == together;
         registerKey(row);
+        previous = &row;
     }
 }

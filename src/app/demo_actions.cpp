@@ -98,7 +98,7 @@ bool requestHome(const Action& action) {
         return false;
     }
     giHomeRequest = action.number;
-    for (int poll = 0; poll < kHomePolls && giHomeRequest != 0; ++poll) {
+    for (int poll = 0; action.number != 0 && poll < kHomePolls && giHomeRequest != 0; ++poll) {
         sleepMicroseconds(kPollMicroseconds);
     }
     return true;
@@ -153,7 +153,8 @@ constexpr ActionRow kActions[] = {
 };
 
 void printElapsed() {
-    giActionElapsedUs = rawMicroseconds() - gtMoveStart;
+    const std::int64_t start = gtMoveStart;
+    giActionElapsedUs = rawMicroseconds() - start;
     std::printf("Time:%lld.%06lld\n", static_cast<long long>(giActionElapsedUs / 1000000),
                 static_cast<long long>(giActionElapsedUs % 1000000));
 }

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "axis/axes.h"
+#include "axis/motor_codes.h"
 #include "control_state.h"
 #include "platform/model.h"
 #include "platform/nbus.h"
@@ -40,7 +41,7 @@ void adopt(const LensRecord& record) {
 }  // namespace
 
 void selectLensType() {
-    if (get_lenstype() == 10) {
+    if (get_lenstype() == kLongLens) {
         adopt(kLensTypes[2]);
         std::puts("Lens Type: RICOM_9T27");
     } else {

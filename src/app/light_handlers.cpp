@@ -2,12 +2,11 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
 
-#include "app/word_values.h"
 #include "control_state.h"
 #include "numbers.h"
 #include "platform/clock.h"
+#include "words.h"
 
 namespace {
 
@@ -26,10 +25,6 @@ constexpr std::int32_t kLow = 32;
 
 // Only the first has its leading dot; meant so.
 constexpr const char* kLights[] = {".front_left", "front_right", "back_left", "back_right"};
-
-bool contains(const char* key, const char* part) {
-    return std::strstr(key, part) != nullptr;
-}
 
 void takeLight(std::size_t light, const char* key, const char* value) {
     if (contains(key, ".color")) {
@@ -68,7 +63,7 @@ void takeRelay(const char* key, const char* value) {
             continue;
         }
         if (contains(key, ".mode")) {
-            gaRelayMode[relay] = std::strcmp(value, "monostable") == 0 ? 2 : 1;
+            gaRelayMode[relay] = isWord(value, "monostable") ? 2 : 1;
         } else if (contains(key, ".timeout")) {
             gaRelayTimeout[relay] = parseDecimal(value);
         }

@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::int32_t kHoldPasses = 100;
 
-const SharedInt* const kContributions[] = {
+constexpr const SharedInt* kContributions[] = {
     &giPanPower,     &giTiltPower,  &giZoomPower,   &giFocusPower, &giRotatePower,
     &giLedPowerLoad, &giEncodeLoad, &giDenoiseLoad, &giWdrLoad,
 };

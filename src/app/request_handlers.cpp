@@ -3,13 +3,12 @@
 #include <strings.h>
 
 #include <cstdio>
-#include <cstring>
 
 #include "app/command_buffers.h"
-#include "app/word_values.h"
 #include "control_state.h"
 #include "numbers.h"
 #include "platform/nbus.h"
+#include "words.h"
 
 namespace {
 
@@ -32,8 +31,7 @@ constexpr PresetWord kPresetWords[] = {
 };
 
 bool matches(const PresetWord& row, const char* word) {
-    return row.prefix ? std::strncmp(word, row.word, std::strlen(row.word)) == 0
-                      : std::strcmp(word, row.word) == 0;
+    return row.prefix ? startsWith(word, row.word) : isWord(word, row.word);
 }
 
 // Compared without regard to case; taken only while no autofocus is requested.
@@ -96,7 +94,7 @@ bool requestHome(const char* word) {
 
 bool forwardWord(const char* word) {
     for (const ForwardedWord& row : kForwardedWords) {
-        if (std::strcmp(word, row.word) == 0) {
+        if (isWord(word, row.word)) {
             nbus_set(row.key, word);
             return true;
         }
@@ -105,7 +103,7 @@ bool forwardWord(const char* word) {
 }
 
 bool requestFocusTest(const char* word) {
-    if (std::strcmp(word, kFocusTestWord) != 0) {
+    if (!isWord(word, kFocusTestWord)) {
         return false;
     }
     replaceIfUnchanged(giAfRequest, 0, kFocusTestRequest);
@@ -136,7 +134,7 @@ void handleActPreset(const char*, const char* value) {
     for (const PresetWord& row : kPresetWords) {
         if (matches(row, value)) {
             std::puts(row.notice);
-            const bool locked = std::strstr(value, "set:lock") != nullptr;
+            const bool locked = contains(value, "set:lock");
             giActPreset = locked ? row.lockedRequest : row.request;
             return;
         }
@@ -144,7 +142,7 @@ void handleActPreset(const char*, const char* value) {
 }
 
 void handleActionCommand(const char*, const char* value) {
-    if (std::strcmp(value, "done") == 0) {
+    if (isWord(value, "done")) {
         return;
     }
     nbus_set("lens.camN.status", "");

@@ -2,12 +2,11 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
 
-#include "app/word_values.h"
 #include "control_state.h"
 #include "numbers.h"
 #include "platform/motor_mcu.h"
+#include "words.h"
 
 namespace {
 
@@ -15,15 +14,9 @@ constexpr std::int32_t kEncodeLoad = 384;
 constexpr std::int32_t kDenoiseLoad = 260;
 constexpr std::int32_t kWdrLoad = 48;
 
-constexpr WordValue kOn[] = {{"on", 1}};
-constexpr WordValue kFocusAfterZoomWords[] = {{"off", 0}};
 constexpr WordValue kInstallWords[] = {{"wall", 2}, {"desktop", 1}};
 constexpr WordValue kModeRotateWords[] = {{"auto", 1}, {"rotate", 2}};
 constexpr WordValue kPoeWords[] = {{"not_ready", -1}, {"fail", -1}};
-
-bool is(const char* value, const char* word) {
-    return std::strcmp(value, word) == 0;
-}
 
 }  // namespace
 
@@ -32,7 +25,7 @@ void handleDemoPtzMode(const char*, const char* value) {
 }
 
 void handleDemoLedMode(const char*, const char* value) {
-    if (!is(value, "done")) {
+    if (!isWord(value, "done")) {
         giDemoLedMode = parseDecimal(value);
     }
 }
@@ -54,14 +47,14 @@ void handleDemoLedW(const char*, const char* value) {
 }
 
 void handleFocusAfterZoom(const char*, const char* value) {
-    giFocusAfterZoom = valueOfWord(kFocusAfterZoomWords, value, 1);
+    giFocusAfterZoom = isWord(value, "off") ? 0 : 1;
 }
 
 void handlePreset(const char*, const char*) {}
 
 void handleIcr(const char*, const char* value) {
     LockedBlock lock(gMotorLock);
-    if (is(value, "day")) {
+    if (isWord(value, "day")) {
         setIcrSwEnalbe();
     } else {
         setIcrSwDisable();
@@ -73,19 +66,19 @@ void handleIrisTable(const char*, const char* value) {
 }
 
 void handleFlip(const char*, const char* value) {
-    const std::int32_t flip = valueOfWord(kOn, value, 0);
+    const std::int32_t flip = isWord(value, "on") ? 1 : 0;
     giFlip = flip;
     std::printf("giFlip=%d\n", flip);
 }
 
 void handleMirror(const char*, const char* value) {
-    const std::int32_t mirror = valueOfWord(kOn, value, 0);
+    const std::int32_t mirror = isWord(value, "on") ? 1 : 0;
     giMirror = mirror;
     std::printf("giMirror=%d\n", mirror);
 }
 
 void handleRotate(const char*, const char* value) {
-    const std::int32_t rotate = valueOfWord(kOn, value, 0);
+    const std::int32_t rotate = isWord(value, "on") ? 1 : 0;
     giRotate = rotate;
     std::printf("giRotate=%d\n", rotate);
 }
@@ -97,7 +90,7 @@ void handlePerspectiveMode(const char*, const char* value) {
 }
 
 void handleFwUpdate(const char*, const char* value) {
-    if (is(value, "kick-off")) {
+    if (isWord(value, "kick-off")) {
         giFwUpdate = 1;
     }
 }
@@ -111,17 +104,17 @@ void handleSlaveCameras(const char*, const char* value) {
 }
 
 void handleEncodeStatus(const char*, const char* value) {
-    const std::int32_t started = is(value, "start") ? 1 : 0;
+    const std::int32_t started = isWord(value, "start") ? 1 : 0;
     giEncodeStarted = started;
     giEncodeLoad = started * kEncodeLoad;
 }
 
 void handleDenoiseStatus(const char*, const char* value) {
-    giDenoiseLoad = is(value, "on") ? kDenoiseLoad : 0;
+    giDenoiseLoad = isWord(value, "on") ? kDenoiseLoad : 0;
 }
 
 void handleWdr(const char*, const char* value) {
-    giWdrLoad = is(value, "on") ? kWdrLoad : 0;
+    giWdrLoad = isWord(value, "on") ? kWdrLoad : 0;
 }
 
 void handleModeRotate(const char*, const char* value) {

@@ -1,8 +1,8 @@
-// Handlers of the plain settings: each stores its value in the control state. Bus dispatcher
-// thread, and the main thread during registration.
+// Handlers of the plain settings: each stores what its key's value stands for in the control state
+// (docs/bus-keys.md has the values). `key` is not looked at and may be null. Bus dispatcher thread,
+// and the main thread during registration.
 #pragma once
 
-// `key` is not looked at, but where a comment says so.
 void handleDemoPtzMode(const char* key, const char* value);
 void handleDemoLedMode(const char* key, const char* value);
 void handleDemoLedR(const char* key, const char* value);

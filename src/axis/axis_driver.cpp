@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "axis/axes.h"
+#include "axis/motor_codes.h"
 #include "control_state.h"
 #include "platform/clock.h"
 #include "platform/model.h"
@@ -12,11 +13,6 @@
 
 namespace {
 
-constexpr int kHead = 2;
-constexpr int kLensSpeed = 5000;
-constexpr int kPanSpeed = 250;
-constexpr int kTiltSpeed = 245;
-constexpr int kLongLens = 10;
 constexpr int kDirectionPauseMicroseconds = 100000;
 
 using DeviceOrder = int (*)(int device, int steps, int speed);
@@ -53,16 +49,28 @@ struct LensMotor {
 
 // The senses of the standard lens's zoom and of every focus are reversed.
 constexpr LensMotor kZoom = {
-    Axis::zoom, getZoomStatus, setZoom8Forward, setZoom8Backward, -1, &giZoomPower, 160, 0};
+    Axis::zoom, getZoomStatus, setZoom8Forward, setZoom8Backward, kZoomCode, &giZoomPower, 160, 0};
 constexpr LensMotor kZoomLong = {
-    Axis::zoom, getZoomStatus, setZoom8Backward, setZoom8Forward, -1, &giZoomPower, 160, 0};
+    Axis::zoom, getZoomStatus, setZoom8Backward, setZoom8Forward, kZoomCode, &giZoomPower, 160, 0};
 // The probe leaves an idle focus motor at 80, the wait at 0; meant so.
-constexpr LensMotor kFocus = {
-    Axis::focus, getFocusStatus, setFocus8Forward, setFocus8Backward, -56, &giFocusPower, 160, 80};
+constexpr LensMotor kFocus = {Axis::focus,
+                              getFocusStatus,
+                              setFocus8Forward,
+                              setFocus8Backward,
+                              kFocusCode,
+                              &giFocusPower,
+                              160,
+                              80};
 constexpr LensMotor kIris = {
-    Axis::iris, getIrisStatus, setIrisBackward, setIrisForward, -86, nullptr, 0, 0};
-constexpr LensMotor kRotate = {
-    Axis::rotate, getRotatStatus, setRotatBackward, setRotatForward, -3, &giRotatePower, 130, 0};
+    Axis::iris, getIrisStatus, setIrisBackward, setIrisForward, kIrisCode, nullptr, 0, 0};
+constexpr LensMotor kRotate = {Axis::rotate,
+                               getRotatStatus,
+                               setRotatBackward,
+                               setRotatForward,
+                               kRotateCode,
+                               &giRotatePower,
+                               130,
+                               0};
 
 constexpr int kLensPollMicroseconds = 10000;
 constexpr int kLensPollLimit = 500;

@@ -3,8 +3,8 @@
 // Positions are open-loop step counts. A move clamps its target into the axis's range, orders the
 // difference and returns at once with the position that the axis will have when its motor stops;
 // the caller stores it. A move that finds its motor not ready returns the present position. Every
-// motor call is made under `gMotorLock`, held for that call alone. Any thread, but for the moves,
-// which belong to the lens thread.
+// motor call is made under `gMotorLock`, held for that call alone. Probes and waits: any thread.
+// Moves and the supply: the lens thread.
 #pragma once
 
 #include <cstdint>

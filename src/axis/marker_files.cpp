@@ -4,10 +4,10 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 
 #include "control_state.h"
+#include "numbers.h"
 #include "platform/files.h"
 #include "platform/nbus.h"
 
@@ -99,12 +99,11 @@ std::int32_t readMotorFile(const char* path) {
         return 0;
     }
     // An empty file and one without a number both leave nothing to read.
-    char text[32] = {};
-    char* end = text;
-    const bool word = std::fscanf(file, "%31s", text) == 1;
-    const long number = std::strtol(text, &end, 10);
+    char text[128] = {};
+    std::int32_t number = 0;
+    const bool read = std::fscanf(file, "%127s", text) == 1 && readDecimal(text, number);
     std::fclose(file);
-    return !word || end == text || number == 1 ? -1 : 0;
+    return !read || number == 1 ? -1 : 0;
 }
 
 void ChackPowerOffStatus() {

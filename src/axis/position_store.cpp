@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "axis/axes.h"
+#include "axis/motor_codes.h"
 #include "bus_values.h"
 #include "control_state.h"
 #include "numbers.h"
@@ -16,16 +17,15 @@
 namespace {
 
 constexpr char kPositionFile[] = "/mnt/nand/Pos.bin";
-constexpr int kHead = 2;
-constexpr int kIrisCode = -86;
 constexpr int kIrisEndStopSteps = 150;
-constexpr int kLensSpeed = 5000;
 
 // The file's one record: no header, no checksum.
 using Record = std::array<std::int32_t, kLensFieldCount>;
 static_assert(sizeof(Record) == 120);
 
-void adoptRestingTarget(Axis axis, SharedInt& seen) {
+// Takes the axis's position as published and as its target, unless a command has replaced the
+// target that the lens loop last saw.
+void adoptRestingPosition(Axis axis, SharedInt& seen) {
     const std::int32_t position = axisPosition(axis);
     gaLastPublished[static_cast<std::size_t>(axis)] = position;
     if (replaceIfUnchanged(*axisRow(axis).target, seen, position)) {
@@ -75,8 +75,8 @@ void measureOffsets() {
 
 void savePositions() {
     const int fd = open(devicePath(kPositionFile).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    adoptRestingTarget(Axis::pan, giPanTargetSeen);
-    adoptRestingTarget(Axis::tilt, giTiltTargetSeen);
+    adoptRestingPosition(Axis::pan, giPanTargetSeen);
+    adoptRestingPosition(Axis::tilt, giTiltTargetSeen);
     if (fd < 0) {
         return;
     }

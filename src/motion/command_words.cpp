@@ -1,265 +1,259 @@
 #include "motion/command_words.h"
 
 #include <cstdio>
-#include <cstring>
 #include <span>
 
 #include "axis/axes.h"
 #include "axis/marker_files.h"
 #include "control_state.h"
 #include "numbers.h"
+#include "words.h"
 
 namespace {
 
-bool startsWith(const char* word, const char* prefix) {
-    return std::strncmp(word, prefix, std::strlen(prefix)) == 0;
-}
+// What a word does. The second group are prefixes, followed by a number.
+enum class Effect {
+    store,      // value into variable
+    search,     // requests an autofocus unless one is pending, and ends the continuous focus
+    toMaximum,  // to an end of the range
+    toMinimum,
+    toMaximumAsIs,  // likewise, leaving the move state alone
+    toMinimumAsIs,
+    absolute,
+    relative,
+    pan,  // continuous, with a speed; value is its sign
+    tilt,
+};
 
-// What the numeric forms "a:" and "r:" and the words to the ends of the range do to an axis.
-struct MoveRow {
+struct WordRow {
+    const char* word;
+    Effect effect;
+    SharedInt* variable = nullptr;
+    std::int32_t value = 0;
+    const char* notice = nullptr;  // printed first
+    bool dropsHomeMarker = false;  // a manual rotate move invalidates the levelled position
+};
+
+// An axis's words in the order in which they are tested.
+struct WordTable {
     Axis axis;
     Axis relativeLimits;        // whose range bounds "r:"
-    std::int32_t requestState;  // stored in the move state
+    std::int32_t requestState;  // what a requested move stores in the move state
+    std::span<const WordRow> words;
+};
+
+using enum Effect;
+
+constexpr WordRow kFocusWords[] = {
+    {"fullrange", search, &giAfRequest, 1},
+    {"shortrange", search, &giAfRequest, 2},
+    {"all", search, &giAfRequest, 1},
+    {"near", store, &iFocusContinuous, 1},
+    {"far", store, &iFocusContinuous, -1},
+    {"stop", store, &iFocusContinuous, 0},
+    {"full_near", toMaximum},
+    {"full_far", toMinimum},
+    {"a:", absolute},
+    {"r:", relative},
+    {"home", store, &giHomeRequest, 1},
+};
+
+constexpr WordRow kZoomWords[] = {
+    {"in", store, &iZoomContinuous, 1},
+    {"out", store, &iZoomContinuous, -1},
+    {"stop", store, &iZoomContinuous, 0, "Stop Zoom"},
+    {"full_in", toMaximum},
+    {"full_out", toMinimum},
+    {"a:", absolute},
+    {"r:", relative},
+    {"home", store, &giHomeRequest, 1},
+};
+
+constexpr WordRow kRotateWords[] = {
+    {"forward", store, &iRotateContinuous, 1, nullptr, true},
+    {"backward", store, &iRotateContinuous, -1, nullptr, true},
+    {"autoh", store, &giAutoRotate, 1},
+    {"auto", store, &giAutoRotate, 1},
+    {"autov", store, &giAutoRotate, 2},
+    {"stop", store, &iRotateContinuous, 0},
+    {"full_forward", toMaximum, nullptr, 0, nullptr, true},
+    {"full_backward", toMinimum, nullptr, 0, nullptr, true},
+    {"a:", absolute, nullptr, 0, nullptr, true},
+    {"r:", relative, nullptr, 0, nullptr, true},
+    {"test", store, &giAutoRotate, 3},
+    {"home", store, &giHomeRequest, 1},
+};
+
+constexpr WordRow kPanWords[] = {
+    {"left", pan, &iPanContinuous, 1},
+    {"right", pan, &iPanContinuous, -1},
+    {"stop", store, &iPanContinuous, 0},
+    {"a:", absolute},
+    {"r:", relative},
+    {"home", store, &giHomeRequest, 1},
+    {"homeaf", store, &giHomeRequest, 10},
+    {"homefast", store, &giHomeRequest, 11},
+};
+
+constexpr WordRow kTiltWords[] = {
+    {"up", tilt, &iTiltContinuous, 1},
+    {"down", tilt, &iTiltContinuous, -1},
+    {"stop", store, &iTiltContinuous, 0},
+    {"full_up", toMaximum},
+    {"full_down", toMinimum},
+    {"a:", absolute},
+    {"r:", relative},
+    {"home", store, &giHomeRequest, 1},
+};
+
+constexpr WordRow kIrisWords[] = {
+    {"open", store, &iIrisContinuous, -1},
+    {"close", store, &iIrisContinuous, 1},
+    {"full_open", toMinimumAsIs},
+    {"full_close", toMaximumAsIs},
+    {"a:", absolute},
+    {"r:", relative},
+    {"home", store, &giHomeRequest, 1},
 };
 
 // "r:" of zoom and rotate is bounded by the focus range; meant so.
-constexpr MoveRow kFocusMoves = {Axis::focus, Axis::focus, 4};
-constexpr MoveRow kZoomMoves = {Axis::zoom, Axis::focus, 5};
-constexpr MoveRow kRotateMoves = {Axis::rotate, Axis::focus, 4};
-constexpr MoveRow kPanMoves = {Axis::pan, Axis::pan, 4};
-constexpr MoveRow kTiltMoves = {Axis::tilt, Axis::tilt, 4};
-constexpr MoveRow kIrisMoves = {Axis::iris, Axis::iris, 4};
-
-// The target goes last, so that the lens loop finds the rest in place when it sees it.
-void requestMove(const MoveRow& row, std::int32_t target) {
-    const AxisRow& axis = axisRow(row.axis);
-    *axis.continuous = 0;
-    *axis.move = row.requestState;
-    *axis.target = target;
-}
-
-// "a:N" and "r:N". Whether the word was one of them.
-bool numericMove(const MoveRow& row, const char* word) {
-    if (startsWith(word, "a:")) {
-        requestMove(row, clampToAxis(row.axis, parseDecimal(word + 2)));
-        return true;
-    }
-    if (startsWith(word, "r:")) {
-        const std::int64_t target =
-            std::int64_t{*axisRow(row.axis).target} + parseDecimal(word + 2);
-        requestMove(row, clampToAxis(row.relativeLimits, target));
-        return true;
-    }
-    return false;
-}
-
-// Words that store one value in one variable.
-struct StoreWord {
-    const char* word;
-    SharedInt* variable;
-    std::int32_t value;
-};
-
-bool storeWord(std::span<const StoreWord> table, const char* word) {
-    for (const StoreWord& row : table) {
-        if (std::strcmp(word, row.word) == 0) {
-            *row.variable = row.value;
-            return true;
-        }
-    }
-    return false;
-}
-
-// Words that drive an axis to an end of its range.
-struct EndWord {
-    const char* word;
-    bool maximum;
-};
-
-bool endWord(const MoveRow& row, std::span<const EndWord> table, const char* word) {
-    for (const EndWord& end : table) {
-        if (std::strcmp(word, end.word) == 0) {
-            requestMove(row, end.maximum ? axisMaximum(row.axis) : axisMinimum(row.axis));
-            return true;
-        }
-    }
-    return false;
-}
-
-struct RequestWord {
-    const char* word;
-    std::int32_t request;
-};
-
-constexpr RequestWord kFocusSearches[] = {{"fullrange", 1}, {"shortrange", 2}, {"all", 1}};
-constexpr StoreWord kFocusWords[] = {
-    {"near", &iFocusContinuous, 1},
-    {"far", &iFocusContinuous, -1},
-    {"stop", &iFocusContinuous, 0},
-    {"home", &giHomeRequest, 1},
-};
-constexpr EndWord kFocusEnds[] = {{"full_near", true}, {"full_far", false}};
-
-constexpr StoreWord kZoomWords[] = {
-    {"in", &iZoomContinuous, 1},
-    {"out", &iZoomContinuous, -1},
-    {"home", &giHomeRequest, 1},
-};
-constexpr EndWord kZoomEnds[] = {{"full_in", true}, {"full_out", false}};
-
-// A manual rotate move invalidates the levelled position: these words drop the home marker first.
-constexpr StoreWord kManualRotateWords[] = {
-    {"forward", &iRotateContinuous, 1},
-    {"backward", &iRotateContinuous, -1},
-};
-constexpr EndWord kRotateEnds[] = {{"full_forward", true}, {"full_backward", false}};
-constexpr StoreWord kRotateWords[] = {
-    {"autoh", &giAutoRotate, 1},     {"auto", &giAutoRotate, 1}, {"autov", &giAutoRotate, 2},
-    {"stop", &iRotateContinuous, 0}, {"test", &giAutoRotate, 3}, {"home", &giHomeRequest, 1},
-};
-
-constexpr StoreWord kPanWords[] = {
-    {"stop", &iPanContinuous, 0},
-    {"home", &giHomeRequest, 1},
-    {"homeaf", &giHomeRequest, 10},
-    {"homefast", &giHomeRequest, 11},
-};
-
-constexpr StoreWord kTiltWords[] = {
-    {"stop", &iTiltContinuous, 0},
-    {"home", &giHomeRequest, 1},
-};
-constexpr EndWord kTiltEnds[] = {{"full_up", true}, {"full_down", false}};
-
-constexpr StoreWord kIrisWords[] = {
-    {"open", &iIrisContinuous, -1},
-    {"close", &iIrisContinuous, 1},
-    {"home", &giHomeRequest, 1},
-};
+constexpr WordTable kFocusTable = {Axis::focus, Axis::focus, 4, kFocusWords};
+constexpr WordTable kZoomTable = {Axis::zoom, Axis::focus, 5, kZoomWords};
+constexpr WordTable kRotateTable = {Axis::rotate, Axis::focus, 4, kRotateWords};
+constexpr WordTable kPanTable = {Axis::pan, Axis::pan, 4, kPanWords};
+constexpr WordTable kTiltTable = {Axis::tilt, Axis::tilt, 4, kTiltWords};
+constexpr WordTable kIrisTable = {Axis::iris, Axis::iris, 4, kIrisWords};
 
 constexpr std::int32_t kFullSpeed = 9;
 
-// The number after a colon that follows the direction word; full speed without a colon.
-std::int32_t speedAfter(const char* rest) {
-    return rest[0] == ':' ? parseDecimal(rest + 1) : kFullSpeed;
+bool isPrefix(Effect effect) {
+    return effect >= absolute;
 }
 
-std::int32_t negated(std::int32_t value) {
-    return cutToInt32(-std::int64_t{value});
+// The lens loop acts on the target, so that goes last.
+void requestMove(const WordTable& table, std::int32_t target) {
+    const AxisRow& axis = axisRow(table.axis);
+    *axis.continuous = 0;
+    *axis.move = table.requestState;
+    *axis.target = target;
+}
+
+void requestMoveAsIs(const WordTable& table, std::int32_t target) {
+    const AxisRow& axis = axisRow(table.axis);
+    *axis.continuous = 0;
+    *axis.target = target;
+}
+
+void requestRelativeMove(const WordTable& table, const char* number) {
+    const std::int64_t target = std::int64_t{*axisRow(table.axis).target} + parseDecimal(number);
+    requestMove(table, clampToAxis(table.relativeLimits, target));
+}
+
+// The number after a colon, or full speed without one, with the direction's sign.
+std::int32_t speedOf(const WordRow& row, const char* rest) {
+    const std::int64_t magnitude = rest[0] == ':' ? parseDecimal(rest + 1) : kFullSpeed;
+    return cutToInt32(row.value * magnitude);
 }
 
 // A picture that is mirrored (or flipped), or else turned, moves the other way.
 std::int32_t asSeen(std::int32_t speed, std::int32_t mirrored) {
     const std::int32_t rotate = giRotate;
     const bool reversed = (rotate == 0 && mirrored == 1) || (rotate != 0 && mirrored == 0);
-    return reversed ? negated(speed) : speed;
+    return reversed ? cutToInt32(-std::int64_t{speed}) : speed;
 }
 
-void runPan(std::int32_t speed) {
-    iPanContinuous = asSeen(speed, giMirror);
-    std::printf("iPanContinuous=%d iTiltContinuous=%d\n", iPanContinuous.load(),
-                iTiltContinuous.load());
+void runPan(const WordRow& row, const char* rest) {
+    const std::int32_t speed = asSeen(speedOf(row, rest), giMirror);
+    iPanContinuous = speed;
+    std::printf("iPanContinuous=%d iTiltContinuous=%d\n", speed, iTiltContinuous.load());
 }
 
-bool focusSearch(const char* word) {
-    for (const RequestWord& row : kFocusSearches) {
-        if (std::strcmp(word, row.word) == 0) {
-            replaceIfUnchanged(giAfRequest, 0, row.request);
+// Only a speed that is given is printed, and only upwards with its text.
+void runTilt(const WordRow& row, const char* rest) {
+    const std::int32_t speed = speedOf(row, rest);
+    if (rest[0] == ':' && row.value > 0) {
+        std::printf("iTiltContinuous=%d %s\n", speed, rest + 1);
+    } else if (rest[0] == ':') {
+        std::printf("iTiltContinuous=%d\n", speed);
+    }
+    iTiltContinuous = asSeen(speed, giFlip);
+}
+
+// `rest` is what follows the row's word.
+void apply(const WordTable& table, const WordRow& row, const char* rest) {
+    switch (row.effect) {
+        case store:
+            *row.variable = row.value;
+            break;
+        case search:
+            replaceIfUnchanged(*row.variable, 0, row.value);
             iFocusContinuous = 0;
-            return true;
-        }
+            break;
+        case toMaximum:
+            requestMove(table, axisMaximum(table.axis));
+            break;
+        case toMinimum:
+            requestMove(table, axisMinimum(table.axis));
+            break;
+        case toMaximumAsIs:
+            requestMoveAsIs(table, axisMaximum(table.axis));
+            break;
+        case toMinimumAsIs:
+            requestMoveAsIs(table, axisMinimum(table.axis));
+            break;
+        case absolute:
+            requestMove(table, clampToAxis(table.axis, parseDecimal(rest)));
+            break;
+        case relative:
+            requestRelativeMove(table, rest);
+            break;
+        case pan:
+            runPan(row, rest);
+            break;
+        case tilt:
+            runTilt(row, rest);
+            break;
     }
-    return false;
 }
 
-// Full open and full close leave the move state alone; the lens loop starts the move all the same.
-bool irisEnd(const char* word) {
-    const bool open = std::strcmp(word, "full_open") == 0;
-    if (!open && std::strcmp(word, "full_close") != 0) {
-        return false;
-    }
-    iIrisContinuous = 0;
-    giIrisTarget = open ? axisMinimum(Axis::iris) : axisMaximum(Axis::iris);
-    return true;
-}
-
-// Whether the word moves the rotate axis by hand.
-bool isManualRotate(const char* word) {
-    for (const StoreWord& row : kManualRotateWords) {
-        if (std::strcmp(word, row.word) == 0) {
-            return true;
+void interpret(const WordTable& table, const char* word) {
+    for (const WordRow& row : table.words) {
+        if (isPrefix(row.effect) ? !startsWith(word, row.word) : !isWord(word, row.word)) {
+            continue;
         }
-    }
-    for (const EndWord& row : kRotateEnds) {
-        if (std::strcmp(word, row.word) == 0) {
-            return true;
+        if (row.notice != nullptr) {
+            std::puts(row.notice);
         }
+        if (row.dropsHomeMarker) {
+            clearHomeFile();
+        }
+        apply(table, row, word + std::strlen(row.word));
+        return;
     }
-    return startsWith(word, "a:") || startsWith(word, "r:");
 }
 
 }  // namespace
 
 void focusCommand(const char* word) {
-    if (focusSearch(word) || endWord(kFocusMoves, kFocusEnds, word) ||
-        numericMove(kFocusMoves, word)) {
-        return;
-    }
-    storeWord(kFocusWords, word);
+    interpret(kFocusTable, word);
 }
 
 void zoomCommand(const char* word) {
-    if (std::strcmp(word, "stop") == 0) {
-        std::puts("Stop Zoom");
-        iZoomContinuous = 0;
-        return;
-    }
-    if (!endWord(kZoomMoves, kZoomEnds, word) && !numericMove(kZoomMoves, word)) {
-        storeWord(kZoomWords, word);
-    }
+    interpret(kZoomTable, word);
 }
 
 void rotateCommand(const char* word) {
-    if (isManualRotate(word)) {
-        clearHomeFile();
-        if (!endWord(kRotateMoves, kRotateEnds, word) && !numericMove(kRotateMoves, word)) {
-            storeWord(kManualRotateWords, word);
-        }
-        return;
-    }
-    storeWord(kRotateWords, word);
+    interpret(kRotateTable, word);
 }
 
 void panCommand(const char* word) {
-    if (startsWith(word, "left")) {
-        runPan(speedAfter(word + 4));
-    } else if (startsWith(word, "right")) {
-        runPan(negated(speedAfter(word + 5)));
-    } else if (!numericMove(kPanMoves, word)) {
-        storeWord(kPanWords, word);
-    }
+    interpret(kPanTable, word);
 }
 
 void tiltCommand(const char* word) {
-    if (startsWith(word, "up")) {
-        const std::int32_t speed = speedAfter(word + 2);
-        if (word[2] == ':') {
-            std::printf("iTiltContinuous=%d %s\n", speed, word + 3);
-        }
-        iTiltContinuous = asSeen(speed, giFlip);
-    } else if (startsWith(word, "down")) {
-        const std::int32_t speed = negated(speedAfter(word + 4));
-        if (word[4] == ':') {
-            std::printf("iTiltContinuous=%d\n", speed);
-        }
-        iTiltContinuous = asSeen(speed, giFlip);
-    } else if (!endWord(kTiltMoves, kTiltEnds, word) && !numericMove(kTiltMoves, word)) {
-        storeWord(kTiltWords, word);
-    }
+    interpret(kTiltTable, word);
 }
 
 void irisCommand(const char* word) {
-    if (!irisEnd(word) && !numericMove(kIrisMoves, word)) {
-        storeWord(kIrisWords, word);
-    }
+    interpret(kIrisTable, word);
 }

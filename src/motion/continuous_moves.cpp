@@ -44,10 +44,11 @@ void announce(const char* notice) {
 
 void enterContinuous(Axis axis) {
     SharedInt& move = *axisRow(axis).move;
-    if (move != 1) {
+    const std::int32_t read = move;
+    if (read != 1) {
         publishStatus(axis, "run");
     }
-    move = 1;
+    replaceIfUnchanged(move, read, 1);
 }
 
 // The wanted target forced into the range. Beyond an end it also ends the continuous command, in
@@ -62,7 +63,8 @@ std::int32_t stepTarget(Axis axis, std::int64_t wanted, std::int32_t& command) {
     return target;
 }
 
-void stepLens(const LensRow& row, LensLoopState& state, std::int32_t& command) {
+void stepLens(const LensRow& row, LensLoopState& state, std::int32_t before,
+              std::int32_t& command) {
     const AxisRow& axis = axisRow(row.axis);
     if (row.isReady() != 0) {
         if (row.busyEndsPreset) {
@@ -74,7 +76,6 @@ void stepLens(const LensRow& row, LensLoopState& state, std::int32_t& command) {
         setMotorPower(1);
     }
     enterContinuous(row.axis);
-    const std::int32_t before = *axis.target;
     const std::int64_t wanted = before + std::int64_t{row.stepSize} * command;
     const std::int32_t target = stepTarget(row.axis, wanted, command);
     if (target < wanted) {
@@ -92,9 +93,12 @@ void stepLens(const LensRow& row, LensLoopState& state, std::int32_t& command) {
 // Whether a continuous move ended in this pass.
 bool continuousLens(const LensRow& row, LensLoopState& state) {
     const AxisRow& axis = axisRow(row.axis);
+    // The target before the command: a command word stores them the other way round, so a target
+    // that replaces this one is noticed.
+    const std::int32_t before = *axis.target;
     std::int32_t command = *axis.continuous;
     if (command != 0) {
-        stepLens(row, state, command);
+        stepLens(row, state, before, command);
     }
     if (command != 0 || *axis.move != 1) {
         return false;
@@ -124,13 +128,12 @@ void storeHeadTarget(SharedInt& target, SharedInt& seen, std::int32_t before, st
 }
 
 // Pan steps from its previous target, tilt from its position; meant so.
-void stepPan(LensLoopState& state, std::int32_t& command) {
+void stepPan(LensLoopState& state, std::int32_t before, std::int32_t& command) {
     if (panIsBusy() != 0) {
         resetPresetGoal(state);
         return;
     }
     enterContinuous(Axis::pan);
-    const std::int32_t before = giPanTarget;
     const std::int32_t speed = speedOf(command, 240);
     const std::int64_t wanted = std::int64_t{before} + (command > 0 ? kPanStep : -kPanStep);
     const std::int32_t target = stepTarget(Axis::pan, wanted, command);
@@ -139,13 +142,12 @@ void stepPan(LensLoopState& state, std::int32_t& command) {
     setAxisPosition(Axis::pan, panMoveToSpeed(axisPosition(Axis::pan), target, speed));
 }
 
-void stepTilt(LensLoopState& state, std::int32_t& command) {
+void stepTilt(LensLoopState& state, std::int32_t before, std::int32_t& command) {
     if (tiltIsBusy() != 0) {
         resetPresetGoal(state);
         return;
     }
     enterContinuous(Axis::tilt);
-    const std::int32_t before = giTiltTarget;
     const std::int32_t position = axisPosition(Axis::tilt);
     const std::int32_t speed = speedOf(command, 250);
     const std::int64_t wanted = std::int64_t{position} + (command > 0 ? kTiltStep : -kTiltStep);
@@ -185,17 +187,19 @@ void continuousRotate(LensLoopState& state) {
 }
 
 void continuousPan(LensLoopState& state) {
+    const std::int32_t before = giPanTarget;
     std::int32_t command = iPanContinuous;
     if (command != 0) {
-        stepPan(state, command);
+        stepPan(state, before, command);
     }
     endHeadMove(Axis::pan, command, panWaitIdle, "iPanContinuous=stop");
 }
 
 void continuousTilt(LensLoopState& state) {
+    const std::int32_t before = giTiltTarget;
     std::int32_t command = iTiltContinuous;
     if (command != 0) {
-        stepTilt(state, command);
+        stepTilt(state, before, command);
     }
     endHeadMove(Axis::tilt, command, tiltWaitIdle, "iTiltContinuous=stop");
 }

@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "axis/marker_files.h"
+#include "axis/motor_codes.h"
 #include "control_state.h"
 #include "motion/absolute_moves.h"
 #include "motion/continuous_moves.h"
@@ -18,7 +19,7 @@ constexpr int kPassMicroseconds = 10000;
 constexpr int kQuickPassMicroseconds = 1000;
 
 void startLensThread(LensLoopState& state) {
-    if (get_lenstype() == 10) {
+    if (get_lenstype() == kLongLens) {
         giLensVariant = 2;
     }
     ChackPowerOffStatus();
@@ -48,8 +49,9 @@ void runPass(LensLoopState& state) {
     continuousFocus(state);
     continuousZoom(state);
     continuousRotate(state);
-    serveRotateRequest();
-    completePresetRotate();
+    if (!serveRotateRequest()) {
+        completePresetRotate();
+    }
     continuousPan(state);
     continuousTilt(state);
     continuousIris(state);

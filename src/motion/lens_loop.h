@@ -4,5 +4,6 @@
 
 #include <cstdint>
 
-// Runs until `giExit` is set; always 0. A pass takes 10 ms and what its moves block.
+// Runs until `giExit` is set; always 0. A pass takes 10 ms (1 ms while pan and
+// tilt both run continuously at speed 1) and what its moves block.
 std::int32_t LensLoop();

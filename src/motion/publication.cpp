@@ -9,12 +9,11 @@
 
 namespace {
 
-// Publishes the axis's position if it changed or is due; whether it did.
-bool publishIfChanged(Axis axis) {
+void publishIfChanged(Axis axis) {
     const auto index = static_cast<std::size_t>(axis);
     const std::int32_t position = axisPosition(axis);
     if (position == gaLastPublished[index] && gaPublishDue[index] == 0) {
-        return false;
+        return;
     }
     gaLastPublished[index] = position;
     gaPublishDue[index] = 0;
@@ -24,7 +23,6 @@ bool publishIfChanged(Axis axis) {
     if (axis == Axis::focus) {
         std::printf("Focus Pos=%d\n", position);
     }
-    return true;
 }
 
 }  // namespace

@@ -7,12 +7,14 @@
 #include "motion/publication.h"
 #include "motion/rotate_test.h"
 
-void serveRotateRequest() {
+bool serveRotateRequest() {
     const std::int32_t request = giAutoRotate;
-    if (request == 3) {
-        runRotateTest();
-        replaceIfUnchanged(giAutoRotate, request, 0);
+    if (request != 3) {
+        return false;
     }
+    runRotateTest();
+    replaceIfUnchanged(giAutoRotate, request, 0);
+    return true;
 }
 
 void completePresetRotate() {

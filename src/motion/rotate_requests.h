@@ -4,8 +4,8 @@
 
 #include "motion/lens_loop_state.h"
 
-// Serves a pending auto-rotate request.
-void serveRotateRequest();
+// Serves a pending auto-rotate request. Whether there was one to serve.
+bool serveRotateRequest();
 
 // Ends the rotate move of a preset run.
 void completePresetRotate();

@@ -1,10 +1,23 @@
-// Words that stand for numbers.
+// Words of bus values and key names.
 #pragma once
 
 #include <cstdint>
 #include <cstring>
 #include <span>
 
+inline bool startsWith(const char* text, const char* prefix) {
+    return std::strncmp(text, prefix, std::strlen(prefix)) == 0;
+}
+
+inline bool contains(const char* text, const char* part) {
+    return std::strstr(text, part) != nullptr;
+}
+
+inline bool isWord(const char* text, const char* word) {
+    return std::strcmp(text, word) == 0;
+}
+
+// A word that stands for a number.
 struct WordValue {
     const char* word;
     std::int32_t value;
@@ -14,7 +27,7 @@ struct WordValue {
 inline std::int32_t valueOfWord(std::span<const WordValue> table, const char* word,
                                 std::int32_t fallback) {
     for (const WordValue& row : table) {
-        if (std::strcmp(word, row.word) == 0) {
+        if (isWord(word, row.word)) {
             return row.value;
         }
     }

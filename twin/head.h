@@ -1,0 +1,41 @@
+// The simulated head as the console sees it: its truth, its memory between runs, its faults.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace twin {
+
+// What a camera is made of, from the command line.
+struct CameraOptions {
+    int lensType = 0;
+    std::string mount = "ceiling";  // ceiling, desktop, wall0, wall90, wall180, wall270
+    std::uint64_t seed = 1;
+};
+
+// Builds the head. `memory` is what a former run saved ("pan.position" -> "1200", ...), the faults
+// in force included; what it leaves out is as on a new camera, with seeded positions. Values that
+// make no sense are refused: the result is an error text, empty on success.
+std::string makeHead(const CameraOptions& options,
+                     const std::map<std::string, std::string>& memory);
+
+// The head's lasting state at this instant, for the next run: an axis in motion stays where it is,
+// and the rest of its order counts as lost. World lock held by the callee.
+std::map<std::string, std::string> saveHead();
+
+// The truth at this instant as one line of JSON. "supply" is the mask of the latest setPowerEnable,
+// 0 after a setPowerDisable; an LED word is a text of eight hexadecimal digits; "gravity" is in
+// m/s² and "sharpness" a ratio for each picture area, both free of noise.
+std::string describeHead();
+
+// Compares every resting axis's counter, as last set on the bus (`lens.camN.position_pan`, ...),
+// with its true position. Returns "ok", or "FAIL pan counter 1200 true 1187, ...".
+// `position(key)` gives the key's present text, or an empty text.
+std::string checkCounters(std::string (*position)(const char* key));
+
+// Sets the controller's own pan or tilt counter, as a test's hand would. False for another axis.
+bool setControllerCounter(const std::string& axis, int value);
+
+}  // namespace twin

@@ -1,0 +1,20 @@
+// The console's input, line by line.
+#pragma once
+
+#include <string>
+
+namespace twin {
+
+enum class LineResult {
+    line,      // a line without its end
+    tooLong,   // a line beyond kLongestInputLine bytes; the rest of it has been skipped
+    badBytes,  // a line with a NUL byte in it
+    end,       // no more input
+};
+
+constexpr int kLongestInputLine = 4096;
+
+// Reads the next line of standard input. Calls `beforeWaiting` before it has to wait for more.
+LineResult readLine(std::string& line, void (*beforeWaiting)());
+
+}  // namespace twin

@@ -1,0 +1,192 @@
+#include "twin/options.h"
+
+#include <getopt.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <climits>
+#include <cstdio>
+#include <optional>
+#include <string_view>
+
+namespace twin {
+
+namespace {
+
+struct Given {
+    Options options;
+    bool clock = false;
+    bool speed = false;
+};
+
+// Each takes one option's value and returns false if it is not among the accepted ones.
+
+template <typename Number>
+bool readNumber(std::string_view text, Number least, Number most, Number& number) {
+    Number value{};
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, value);
+    // Written so that a NaN is refused.
+    if (error != std::errc{} || stop != end || !(value >= least && value <= most)) {
+        return false;
+    }
+    number = value;
+    return true;
+}
+
+bool takeClock(Given& given, const char* value) {
+    const std::string_view word = value;
+    given.clock = true;
+    given.options.virtualClock = word == "virtual";
+    return word == "virtual" || word == "real";
+}
+
+bool takeSpeed(Given& given, const char* value) {
+    given.speed = true;
+    return readNumber(value, 0.01, 1000.0, given.options.speed);
+}
+
+bool takeState(Given& given, const char* value) {
+    given.options.stateDirectory = value;
+    return !given.options.stateDirectory.empty();
+}
+
+bool takeLensType(Given& given, const char* value) {
+    return readNumber(value, INT_MIN, INT_MAX, given.options.camera.lensType);
+}
+
+bool takeMount(Given& given, const char* value) {
+    constexpr std::array<std::string_view, 6> kMounts = {"ceiling", "desktop", "wall0",
+                                                         "wall90",  "wall180", "wall270"};
+    given.options.camera.mount = value;
+    return std::find(kMounts.begin(), kMounts.end(), value) != kMounts.end();
+}
+
+bool takeSeed(Given& given, const char* value) {
+    return readNumber<std::uint64_t>(value, 0, UINT64_MAX, given.options.camera.seed);
+}
+
+bool takeTrace(Given& given, const char*) {
+    given.options.output.trace = true;
+    return true;
+}
+
+bool takeQuiet(Given& given, const char*) {
+    given.options.output.quiet = true;
+    return true;
+}
+
+struct OptionRow {
+    const char* name;
+    const char* value;  // how the value is written in the usage; null if there is none
+    const char* help;
+    bool (*take)(Given&, const char*);
+};
+
+constexpr std::array<OptionRow, 10> kOptions = {{
+    {"clock", "virtual|real", "time jumps, or follows the wall clock", takeClock},
+    {"speed", "0.01..1000", "factor of the real clock", takeSpeed},
+    {"state", "DIRECTORY", "keep the camera there between runs", takeState},
+    {"lens-type", "NUMBER", "the lens type; 10 is the long lens", takeLensType},
+    {"mount", "ceiling|desktop|wall0|wall90|wall180|wall270", "how the camera hangs", takeMount},
+    {"seed", "NUMBER", "of everything random", takeSeed},
+    {"trace", nullptr, "print every event with its time", takeTrace},
+    {"quiet", nullptr, "leave out what the daemon itself prints", takeQuiet},
+    {"help", nullptr, "print this text", nullptr},
+    {"version", nullptr, "print the version", nullptr},
+}};
+
+std::string usageOf(const OptionRow& row) {
+    return "--" + std::string(row.name) + (row.value == nullptr ? "" : " ") +
+           (row.value == nullptr ? "" : row.value);
+}
+
+void printHelp() {
+    std::puts(
+        "kestrel-twin: the head-control daemon on a simulated camera.\n"
+        "Reads commands from standard input, one a line; the command `help` lists "
+        "them.\n\nOptions:");
+    for (const OptionRow& row : kOptions) {
+        std::printf("  %s\n        %s\n", usageOf(row).c_str(), row.help);
+    }
+    std::puts(
+        "\nWithout --clock the clock is real where commands are typed at a terminal, else "
+        "virtual.\n"
+        "Exit status: 0; 1 if an expect or wait failed or a command was wrong; 2 for a wrong "
+        "option;\n"
+        "the daemon's own where it ended itself.");
+}
+
+std::string acceptedOptions() {
+    std::string text;
+    for (const OptionRow& row : kOptions) {
+        text += (text.empty() ? "--" : ", --") + std::string(row.name);
+    }
+    return text;
+}
+
+CommandLine wrong(const std::string& text) {
+    std::fprintf(stderr, "kestrel-twin: %s\n", text.c_str());
+    return {false, 2, {}};
+}
+
+CommandLine finish(Given& given) {
+    Options& options = given.options;
+    options.interactive = isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1;
+    if (!given.clock) {
+        options.virtualClock = !options.interactive;
+    }
+    if (given.speed && options.virtualClock) {
+        return wrong("--speed is accepted with --clock real only");
+    }
+    options.output.lineByLine = options.interactive || !options.virtualClock;
+    return {true, 0, options};
+}
+
+}  // namespace
+
+CommandLine readCommandLine(int argc, char** argv) {
+    std::array<option, kOptions.size() + 1> table{};
+    for (std::size_t i = 0; i < kOptions.size(); ++i) {
+        table[i] = {kOptions[i].name, kOptions[i].value == nullptr ? 0 : 1, nullptr,
+                    static_cast<int>(i)};
+    }
+    Given given;
+    opterr = 0;
+    for (;;) {
+        const int current = optind;
+        const int found = getopt_long(argc, argv, ":", table.data(), nullptr);
+        if (found == -1) {
+            break;
+        }
+        if (found == ':' || found == '?') {
+            // optopt is an option's own number where only its value is wrong or missing.
+            const std::string word = argv[std::min(current, argc - 1)];
+            return wrong(found == ':'
+                             ? word + " needs a value"
+                             : "unknown option " + word + ", accepted: " + acceptedOptions());
+        }
+        const OptionRow& row = kOptions[static_cast<std::size_t>(found)];
+        if (row.take == nullptr) {
+            if (std::string_view(row.name) == "help") {
+                printHelp();
+            } else {
+                std::puts("kestrel-twin " KESTREL_VERSION);
+            }
+            return {};
+        }
+        if (!row.take(given, optarg)) {
+            return wrong("--" + std::string(row.name) + " '" + optarg +
+                         "', accepted: " + usageOf(row));
+        }
+    }
+    if (optind < argc) {
+        return wrong(std::string("unexpected argument '") + argv[optind] +
+                     "', accepted: " + acceptedOptions());
+    }
+    return finish(given);
+}
+
+}  // namespace twin

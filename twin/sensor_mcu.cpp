@@ -1,0 +1,29 @@
+#include "platform/sensor_mcu.h"
+
+#include "twin/faults.h"
+#include "twin/firmware.h"
+#include "twin/timeline.h"
+#include "twin/trace.h"
+
+using twin::Mcu;
+
+int getVersion_sen(unsigned int* version) {
+    const twin::WorldLock lock;
+    if (version == nullptr || twin::callFails("getVersion_sen") || twin::mcuSilent(Mcu::sensor)) {
+        return -1;
+    }
+    *version = twin::mcuVersion(Mcu::sensor);
+    return 0;
+}
+
+int mcuReInitall_sen(void) {
+    const twin::WorldLock lock;
+    twin::trace("mcu", "mcuReInitall_sen");
+    return twin::callFails("mcuReInitall_sen") ? -1 : 0;
+}
+
+int msp430fr2433BslWrite_sen(const char* path) {
+    const twin::WorldLock lock;
+    twin::trace("mcu", "msp430fr2433BslWrite_sen %s", twin::cameraPath(path));
+    return twin::callFails("msp430fr2433BslWrite_sen") ? -1 : twin::loadFirmware(Mcu::sensor, path);
+}

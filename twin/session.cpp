@@ -1,0 +1,166 @@
+#include "twin/session.h"
+
+#include <semaphore.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <cstdio>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+#include "twin/actors.h"
+#include "twin/bus.h"
+#include "twin/console.h"
+#include "twin/files.h"
+#include "twin/head.h"
+#include "twin/settings.h"
+#include "twin/state.h"
+#include "twin/watch.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/lsan_interface.h>
+#endif
+
+namespace twin {
+
+namespace {
+
+int (*gDaemon)() = nullptr;
+
+void runDaemon(void*) {
+    endRun(gDaemon());
+}
+
+void refuseStart(const std::string& problem, int status) {
+    if (!problem.empty()) {
+        complain(problem);
+        removeTemporaryState();
+        _exit(status);
+    }
+}
+
+int saveCamera() {
+    const std::string problem = saveState(lastingKeys(), saveHead());
+    if (!problem.empty()) {
+        complain(problem);
+    }
+    return problem.empty() ? 0 : 1;
+}
+
+// What the daemon prints and its end status when the signal reaches it, tried on a copy of the
+// process: the handler writes past the stream that is captured, and ends the process that it runs
+// in.
+struct SignalEffect {
+    std::string printed;
+    int status = 0;
+};
+
+SignalEffect trySignal(int signal) {
+    SignalEffect effect;
+    std::array<int, 2> ends{};
+    if (pipe(ends.data()) != 0) {
+        return effect;
+    }
+    // The handler is called and not the signal raised: a thread sanitizer holds signals back in a
+    // copy of a process with threads.
+    struct sigaction action {};
+    sigaction(signal, nullptr, &action);
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(ends[1], STDOUT_FILENO);
+        if (action.sa_handler != SIG_DFL && action.sa_handler != SIG_IGN) {
+            action.sa_handler(signal);
+        }
+        _exit(128 + signal);
+    }
+    close(ends[1]);
+    std::array<char, 256> text{};
+    for (ssize_t count = 0; (count = read(ends[0], text.data(), text.size())) > 0;) {
+        effect.printed.append(text.data(), static_cast<std::size_t>(count));
+    }
+    close(ends[0]);
+    int status = 0;
+    waitpid(child, &status, 0);
+    effect.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return effect;
+}
+
+// An abort of the daemon: a handler may not do what saving needs, so that another thread does it
+// while the dying one waits.
+sem_t gDying;
+sem_t gSaved;
+
+void saveTheDying() {
+    sem_wait(&gDying);
+    closeOutput(false);
+    saveCamera();
+    removeTemporaryState();
+    sem_post(&gSaved);
+}
+
+void onAbort(int) {
+    std::signal(SIGABRT, SIG_DFL);
+    // A lock that the dying thread holds itself must not keep it alive.
+    alarm(5);
+    sem_post(&gDying);
+    sem_wait(&gSaved);
+    raise(SIGABRT);
+}
+
+void watchForAbort() {
+    sem_init(&gDying, 0, 0);
+    sem_init(&gSaved, 0, 0);
+    std::thread(saveTheDying).detach();
+    std::signal(SIGABRT, onAbort);
+}
+
+}  // namespace
+
+void endRun(int status) {
+    static auto& first = *new std::mutex;
+    first.lock();
+    std::fflush(stdout);
+    if (saveCamera() != 0 || violationSeen()) {
+        status = status == 0 ? 1 : status;
+    }
+    closeOutput(true);
+    removeTemporaryState();
+#if defined(__SANITIZE_ADDRESS__)
+    __lsan_do_leak_check();
+#endif
+    _exit(status);
+}
+
+void deliverSignal(int signal) {
+    const SignalEffect effect = trySignal(signal);
+    takeDaemonText(effect.printed.data(), effect.printed.size());
+    endRun(effect.status);
+}
+
+void runSession(const Options& options, int (*daemon)()) {
+    if (options.virtualClock) {
+        useVirtualClock();
+    } else {
+        useRealClock(options.speed);
+    }
+    SavedState state;
+    refuseStart(openState(options.stateDirectory, state), 1);
+    refuseStart(makeHead(options.camera, state.head), 1);
+    applyFileFaults();
+    openOutput(options.output);
+    startWatch();
+    watchForAbort();
+
+    Texts keys = std::move(state.bus);
+    keys.merge(factorySettings());
+    startBus(keys);
+    gDaemon = daemon;
+    startActor("main", runDaemon, nullptr);
+    settle();
+    endRun(runConsole(options.interactive));
+}
+
+}  // namespace twin
