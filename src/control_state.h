@@ -85,8 +85,9 @@ extern constinit SharedInt giTiltOffset, giPanOffset;
 // Absolute targets; a move starts whenever target and position differ.
 extern constinit SharedInt giPanTarget, giTiltTarget, giNewRotat, giZoomTarget, giFocusTarget,
     giIrisTarget;
-// Pan and tilt targets as the lens loop last read or wrote them. Lens thread (and start-up).
-extern constinit SharedInt giPanTargetSeen, giTiltTargetSeen;
+// The targets (order of `Axis`) as the lens loop last read or wrote them. Lens thread (and
+// start-up).
+extern constinit SharedInt gaTargetSeen[6];
 // Continuous commands: 0 none, sign = direction; pan and tilt: magnitude 1 to 9 = speed step,
 // others: a step multiplier.
 extern constinit SharedInt iPanContinuous, iTiltContinuous, iRotateContinuous, iZoomContinuous,

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cinttypes>
 #include <climits>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <optional>
@@ -92,7 +93,7 @@ std::optional<Microseconds> readSeconds(const std::string& text) {
         fail("'" + text + "' is no time, accepted: seconds from 0 to 1000000");
         return std::nullopt;
     }
-    return static_cast<Microseconds>(seconds * 1e6 + 0.5);
+    return std::llround(seconds * 1e6);
 }
 
 // Whether the text can be a key; complains if not.
@@ -106,6 +107,9 @@ bool checkKey(const std::string& key) {
 }
 
 void setKey(const Arguments& arguments) {
+    if (!checkKey(arguments.words[0])) {
+        return;
+    }
     const std::string problem = setFromOutside(arguments.words[0], arguments.rest(1));
     if (!problem.empty()) {
         fail(problem);
@@ -308,7 +312,8 @@ constexpr const char* kGreeting =
     "A camera with a motorised head, simulated. Try:\n"
     "  set lens.camN.zoom a:1200    move the zoom\n"
     "  head                         see what the mechanism does\n"
-    "  help                         all commands; quit ends\n";
+    "  help                         all commands; quit ends\n"
+    "Started with --trace it shows every event.\n";
 
 }  // namespace
 
@@ -333,7 +338,11 @@ int runConsole(bool interactive) {
                 fail("a NUL byte in the line, accepted: text");
                 break;
             case LineResult::end:
-                return gFailed ? 1 : 0;
+                gQuit = true;
+                if (gInteractive) {
+                    say("\n");
+                }
+                break;
         }
     }
     return gFailed ? 1 : 0;

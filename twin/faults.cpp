@@ -161,7 +161,7 @@ std::string clear(const std::string& name, const std::string& subject) {
     if (!name.empty() && first == nullptr) {
         return refusal("no fault '" + name + "'", "");
     }
-    if (!subject.empty() && subjectsNamed(*first, subject).empty()) {
+    if (first != nullptr && !subject.empty() && subjectsNamed(*first, subject).empty()) {
         return unknownSubject(*first, subject);
     }
     for (const FaultRow& row : faultTable()) {
@@ -302,7 +302,7 @@ std::string injectFault(const std::string& words) {
     if (parts.empty()) {
         return "a fault without a name";
     }
-    const std::string error = execute(parts);
+    std::string error = execute(parts);
     faultsChanged();
     return error;
 }

@@ -33,7 +33,7 @@ namespace {
 
 // Taken from the heap, so that a leak checker sees what the fibers hold; pages are used only where
 // a fiber's calls reach.
-constexpr std::size_t kStackBytes = 512 * 1024;
+constexpr std::size_t kStackBytes = std::size_t{512} * 1024;
 
 // The sanitizers have to be told of every change of stack; without them these four are empty.
 

@@ -173,8 +173,10 @@ void makeMechanism(bool longLens, std::uint64_t seed) {
         motor.generation = generation;
         motor.start = now();
         motor.stops = longLens ? rowOf(axis).longLens : rowOf(axis).standardLens;
-        const auto places = static_cast<std::uint64_t>(motor.stops.high - motor.stops.low + 1);
-        motor.position = motor.stops.low + static_cast<std::int64_t>(nextRandom(sequence) % places);
+        const std::int64_t places = std::int64_t{motor.stops.high} - motor.stops.low + 1;
+        motor.position =
+            motor.stops.low +
+            static_cast<std::int64_t>(nextRandom(sequence) % static_cast<std::uint64_t>(places));
         motor.statusSequence = nextRandom(sequence);
     }
 }

@@ -7,7 +7,6 @@
 #include "platform/clock.h"
 #include "platform/thread.h"
 #include "twin/actors.h"
-#include "twin/faults.h"
 #include "twin/timeline.h"
 
 namespace {
@@ -45,12 +44,6 @@ int startThread(pthread_t* thread, void* (*entry)(void*)) {
     static std::atomic<std::size_t> started{0};
     if (thread == nullptr || entry == nullptr) {
         return EINVAL;
-    }
-    {
-        const twin::WorldLock world;
-        if (twin::callFails("startThread")) {
-            return EAGAIN;
-        }
     }
     const std::size_t index = started++;
     if (index >= kThreadNames.size() ||

@@ -1,5 +1,5 @@
-// The simulated head in the place of the camera's C libraries: a new camera on the real clock, there
-// as soon as the library is loaded, without a console.
+// The simulated head in the place of the camera's C libraries: a new camera on the real clock,
+// there as soon as the library is loaded, without a console.
 #include <cstdio>
 #include <cstdlib>
 #include <string>

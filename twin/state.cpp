@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -52,9 +53,11 @@ std::optional<std::string> unescaped(std::string_view text) {
             result += text[i];
             continue;
         }
-        unsigned int byte = 0;
-        const std::string code(text.substr(i, 4));
-        if (code.size() != 4 || std::sscanf(code.c_str(), "\\x%2x", &byte) != 1 || byte == 0) {
+        const std::string_view code = text.substr(i, 4);
+        unsigned char byte = 0;
+        if (code.size() != 4 || code[1] != 'x' ||
+            std::from_chars(code.data() + 2, code.data() + 4, byte, 16).ptr != code.data() + 4 ||
+            byte == 0) {
             return std::nullopt;
         }
         result += static_cast<char>(byte);

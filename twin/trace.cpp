@@ -115,7 +115,7 @@ void openOutput(const OutputOptions& options) {
         std::perror("kestrel-twin: standard output");
         _exit(1);
     }
-    setvbuf(gOutput, nullptr, _IOFBF, 64 * 1024);
+    setvbuf(gOutput, nullptr, _IOFBF, std::size_t{64} * 1024);
     setvbuf(captured, nullptr, _IOLBF, 0);
     stdout = captured;
 }

@@ -53,7 +53,7 @@ public:
                             progress.turn == last_.turn;
         standing_ = stands ? standing_ + 1 : 0;
         last_ = progress;
-        if (standing_ > seconds_) {
+        if (standing_ >= seconds_) {
             std::fprintf(stderr, "kestrel-twin: %s has run for %d s without waiting; giving up\n",
                          progress.running, seconds_);
             giveUp(1);

@@ -67,6 +67,24 @@ inline void setAxisPosition(Axis axis, std::int32_t position) {
     gLensRange[axisRow(axis).position] = position;
 }
 
+// The axis's target, noted as seen. Lens thread.
+inline std::int32_t readTarget(Axis axis) {
+    const std::int32_t target = *axisRow(axis).target;
+    gaTargetSeen[static_cast<std::size_t>(axis)] = target;
+    return target;
+}
+
+// Makes `next` the axis's target, unless a command has replaced the one last seen; whether it did.
+// Lens thread (and start-up).
+inline bool replaceTarget(Axis axis, std::int32_t next) {
+    SharedInt& seen = gaTargetSeen[static_cast<std::size_t>(axis)];
+    if (!replaceIfUnchanged(*axisRow(axis).target, seen, next)) {
+        return false;
+    }
+    seen = next;
+    return true;
+}
+
 // The value forced into the range: the minimum if it is below it, else the maximum if above.
 constexpr std::int32_t clampToRange(std::int32_t maximum, std::int32_t minimum,
                                     std::int64_t value) {

@@ -23,14 +23,11 @@ constexpr int kIrisEndStopSteps = 150;
 using Record = std::array<std::int32_t, kLensFieldCount>;
 static_assert(sizeof(Record) == 120);
 
-// Takes the axis's position as published and as its target, unless a command has replaced the
-// target that the lens loop last saw.
-void adoptRestingPosition(Axis axis, SharedInt& seen) {
+// Takes the axis's position as published and as its target.
+void adoptRestingPosition(Axis axis) {
     const std::int32_t position = axisPosition(axis);
     gaLastPublished[static_cast<std::size_t>(axis)] = position;
-    if (replaceIfUnchanged(*axisRow(axis).target, seen, position)) {
-        seen = position;
-    }
+    replaceTarget(axis, position);
 }
 
 std::int32_t readRecord(int fd, Record& record) {
@@ -55,10 +52,8 @@ void referenceIris() {
 }
 
 void publishAdopted(Axis axis) {
-    const std::int32_t position = axisPosition(axis);
-    gaLastPublished[static_cast<std::size_t>(axis)] = position;
-    *axisRow(axis).target = position;
-    setKeyToNumber(axisRow(axis).positionKey, position);
+    adoptRestingPosition(axis);
+    setKeyToNumber(axisRow(axis).positionKey, axisPosition(axis));
 }
 
 void measureOffsets() {
@@ -75,8 +70,8 @@ void measureOffsets() {
 
 void savePositions() {
     const int fd = open(devicePath(kPositionFile).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    adoptRestingPosition(Axis::pan, giPanTargetSeen);
-    adoptRestingPosition(Axis::tilt, giTiltTargetSeen);
+    adoptRestingPosition(Axis::pan);
+    adoptRestingPosition(Axis::tilt);
     if (fd < 0) {
         return;
     }
@@ -105,8 +100,6 @@ std::int32_t loadPositions() {
          {Axis::pan, Axis::tilt, Axis::zoom, Axis::focus, Axis::rotate, Axis::iris}) {
         publishAdopted(axis);
     }
-    giPanTargetSeen = giPanTarget.load();
-    giTiltTargetSeen = giTiltTarget.load();
     measureOffsets();
     return records;
 }

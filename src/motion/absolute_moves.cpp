@@ -16,14 +16,12 @@ constexpr std::int32_t kTiltSpeed = 250;
 // Whether the axis's target differs from its position. The target is then forced into the range, in
 // `target` and, unless a new one has arrived, in the shared state; the move works with the copy.
 bool takeTarget(Axis axis, std::int32_t& target) {
-    SharedInt& shared = *axisRow(axis).target;
-    const std::int32_t read = shared;
-    target = read;
-    if (read == axisPosition(axis)) {
+    target = readTarget(axis);
+    if (target == axisPosition(axis)) {
         return false;
     }
-    target = clampToAxis(axis, read);
-    replaceIfUnchanged(shared, read, target);
+    target = clampToAxis(axis, target);
+    replaceTarget(axis, target);
     return true;
 }
 
@@ -81,9 +79,7 @@ void startRotate(LensLoopState& state) {
 
 void startPan(LensLoopState& state) {
     std::int32_t target = 0;
-    const bool wanted = takeTarget(Axis::pan, target);
-    giPanTargetSeen = target;
-    if (!wanted) {
+    if (!takeTarget(Axis::pan, target)) {
         return;
     }
     std::printf("Pan Run %d -> %d\n", axisPosition(Axis::pan), target);
@@ -97,9 +93,7 @@ void startPan(LensLoopState& state) {
 
 void startTilt(LensLoopState& state) {
     std::int32_t target = 0;
-    const bool wanted = takeTarget(Axis::tilt, target);
-    giTiltTargetSeen = target;
-    if (!wanted) {
+    if (!takeTarget(Axis::tilt, target)) {
         return;
     }
     iTiltMove = 2;

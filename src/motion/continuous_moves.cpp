@@ -65,7 +65,6 @@ std::int32_t stepTarget(Axis axis, std::int64_t wanted, std::int32_t& command) {
 
 void stepLens(const LensRow& row, LensLoopState& state, std::int32_t before,
               std::int32_t& command) {
-    const AxisRow& axis = axisRow(row.axis);
     if (row.isReady() != 0) {
         if (row.busyEndsPreset) {
             resetPresetGoal(state);
@@ -83,7 +82,7 @@ void stepLens(const LensRow& row, LensLoopState& state, std::int32_t before,
     } else if (target > wanted) {
         announce(row.atMinimum);
     }
-    replaceIfUnchanged(*axis.target, before, target);
+    replaceTarget(row.axis, target);
     if (row.leadsTheHead) {
         resetPresetGoal(state);
     }
@@ -93,9 +92,9 @@ void stepLens(const LensRow& row, LensLoopState& state, std::int32_t before,
 // Whether a continuous move ended in this pass.
 bool continuousLens(const LensRow& row, LensLoopState& state) {
     const AxisRow& axis = axisRow(row.axis);
-    // The target before the command: a command word stores them the other way round, so a target
-    // that replaces this one is noticed.
-    const std::int32_t before = *axis.target;
+    // The target is read before the command, as a command word stores them the other way round: a
+    // target that replaces this one is noticed.
+    const std::int32_t before = readTarget(row.axis);
     std::int32_t command = *axis.continuous;
     if (command != 0) {
         stepLens(row, state, before, command);
@@ -120,13 +119,6 @@ std::int32_t speedOf(std::int32_t command, std::int32_t fastest) {
     return magnitude >= 9 ? fastest : fastest - 10 * static_cast<std::int32_t>(9 - magnitude);
 }
 
-// Stores the target that a pan or tilt step works with, unless a command replaced it meanwhile.
-void storeHeadTarget(SharedInt& target, SharedInt& seen, std::int32_t before, std::int32_t next) {
-    if (replaceIfUnchanged(target, before, next)) {
-        seen = next;
-    }
-}
-
 // Pan steps from its previous target, tilt from its position; meant so.
 void stepPan(LensLoopState& state, std::int32_t before, std::int32_t& command) {
     if (panIsBusy() != 0) {
@@ -137,12 +129,12 @@ void stepPan(LensLoopState& state, std::int32_t before, std::int32_t& command) {
     const std::int32_t speed = speedOf(command, 240);
     const std::int64_t wanted = std::int64_t{before} + (command > 0 ? kPanStep : -kPanStep);
     const std::int32_t target = stepTarget(Axis::pan, wanted, command);
-    storeHeadTarget(giPanTarget, giPanTargetSeen, before, target);
+    replaceTarget(Axis::pan, target);
     resetPresetGoal(state);
     setAxisPosition(Axis::pan, panMoveToSpeed(axisPosition(Axis::pan), target, speed));
 }
 
-void stepTilt(LensLoopState& state, std::int32_t before, std::int32_t& command) {
+void stepTilt(LensLoopState& state, std::int32_t& command) {
     if (tiltIsBusy() != 0) {
         resetPresetGoal(state);
         return;
@@ -152,7 +144,7 @@ void stepTilt(LensLoopState& state, std::int32_t before, std::int32_t& command) 
     const std::int32_t speed = speedOf(command, 250);
     const std::int64_t wanted = std::int64_t{position} + (command > 0 ? kTiltStep : -kTiltStep);
     const std::int32_t target = stepTarget(Axis::tilt, wanted, command);
-    storeHeadTarget(giTiltTarget, giTiltTargetSeen, before, target);
+    replaceTarget(Axis::tilt, target);
     std::printf("iTiltContinuous=%d/%d speed=%d\n", target, position, speed);
     resetPresetGoal(state);
     setAxisPosition(Axis::tilt, tiltMoveToSpeed(position, target, speed));
@@ -187,7 +179,7 @@ void continuousRotate(LensLoopState& state) {
 }
 
 void continuousPan(LensLoopState& state) {
-    const std::int32_t before = giPanTarget;
+    const std::int32_t before = readTarget(Axis::pan);
     std::int32_t command = iPanContinuous;
     if (command != 0) {
         stepPan(state, before, command);
@@ -196,10 +188,10 @@ void continuousPan(LensLoopState& state) {
 }
 
 void continuousTilt(LensLoopState& state) {
-    const std::int32_t before = giTiltTarget;
+    readTarget(Axis::tilt);
     std::int32_t command = iTiltContinuous;
     if (command != 0) {
-        stepTilt(state, before, command);
+        stepTilt(state, command);
     }
     endHeadMove(Axis::tilt, command, tiltWaitIdle, "iTiltContinuous=stop");
 }

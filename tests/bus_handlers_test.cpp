@@ -1,0 +1,310 @@
+// The value handlers: what each key's values leave in the shared control state. The handlers run in
+// the test's own process, on the simulated bus.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <map>
+#include <string>
+
+#include "app/bus_keys.h"
+#include "control_state.h"
+#include "platform/nbus.h"
+#include "twin/actors.h"
+#include "twin/bus.h"
+#include "twin/files.h"
+#include "twin/head.h"
+
+namespace {
+
+class BusHandlers : public testing::Test {
+protected:
+    BusHandlers() {
+        std::string pattern =
+            std::filesystem::temp_directory_path().string() + "/kestrel-test-XXXXXX";
+        directory_ = mkdtemp(pattern.data());
+        twin::openFiles(directory_);
+        twin::useVirtualClock();
+        twin::makeHead({}, {});
+        pthread_mutex_init(&gMotorLock, nullptr);
+        pthread_mutex_init(&gCmdMutex, nullptr);
+    }
+    ~BusHandlers() override {
+        std::filesystem::remove_all(directory_);
+    }
+    void listen(const std::map<std::string, std::string>& keys = {}) {
+        twin::startBus(keys);
+        registerBusKeys();
+        twin::settle();
+    }
+    void set(const std::string& key, const std::string& value) {
+        EXPECT_EQ(nbus_set(key.c_str(), value.c_str()), 0);
+        twin::settle();
+    }
+    bool exists(const char* path) const {
+        return std::filesystem::exists(directory_ + path);
+    }
+
+private:
+    std::string directory_;
+};
+
+struct Row {
+    const char* key;
+    const char* value;
+    const SharedInt& variable;
+    int expected;
+};
+
+TEST_F(BusHandlers, StoreWhatTheirValuesMean) {
+    const Row rows[] = {
+        {"demo.ptz.mode", "12", giDemoPtzMode, 12},
+        {"demo.ptz.mode", " -7x", giDemoPtzMode, -7},
+        {"demo.ptz.mode", "x7", giDemoPtzMode, 0},
+        {"demo.led.mode", "3", giDemoLedMode, 3},
+        {"demo.led.mode", "done", giDemoLedMode, 3},
+        {"demo.led.mode", "done2", giDemoLedMode, 0},
+        {"demo.led.manual.r", "1", giDemoLedR, 1},
+        {"demo.led.manual.g", "2", giDemoLedG, 2},
+        {"demo.led.manual.b", "3", giDemoLedB, 3},
+        {"demo.led.manual.w", "4", giDemoLedW, 4},
+        {"lens.camN.focus_after_zoom", "ON", giFocusAfterZoom, 1},
+        {"lens.camN.focus.focus_after_zoom", "yes", giFocusAfterZoom, 1},
+        {"lens.camN.focus.focus_after_zoom", "OFF", giFocusAfterZoom, 1},
+        {"lens.camN.focus.focus_after_zoom", "off", giFocusAfterZoom, 0},
+        {"image.camN.exposure.iris_table", "55", giIrisTable, 55},
+        {"image.camN.flip", "on", giFlip, 1},
+        {"image.camN.flip", "on ", giFlip, 0},
+        {"image.camN.flip", "ON", giFlip, 0},
+        {"image.cam1.flip", "on", giFlip, 1},
+        {"image.camN.mirror", "on", giMirror, 1},
+        {"image.camN.mirror", "", giMirror, 0},
+        {"image.camN.rotate", "on", giRotate, 1},
+        {"image.camN.rotate", "1", giRotate, 0},
+        {"event.camN.light.flash", "fast", giLightFlashPeriod, 20},
+        {"event.camN.light.flash", "medium", giLightFlashPeriod, 100},
+        {"event.camN.light.flash", "slow", giLightFlashPeriod, 200},
+        {"event.camN.light.brightness", "low", giLightBrightness, 32},
+        {"event.camN.light.brightness", "high", giLightBrightness, 255},
+        {"event.camN.light.brightness", "x", giLightBrightness, 64},
+        {"event.camN.light.other", "low", giLightBrightness, 64},
+        {"encode.perspective.mode", "desktop", giInstall, 1},
+        {"encode.perspective.mode", "wall", giInstall, 2},
+        {"encode.perspective.mode", "ceiling", giInstall, 0},
+        {"system.camN.action.fwupdate", "kick", giFwUpdate, 0},
+        {"system.camN.action.fwupdate", "kick-off", giFwUpdate, 1},
+        {"system.camN.action.fwupdate", "stop", giFwUpdate, 1},
+        {"image.camN.exposure.current_gain", "12000", giCurrentGain, 12000},
+        {"system.info.slave_cameras", "6", giSlaveCameras, 6},
+        {"system.info.slave_cameras", "0", giSlaveCameras, 1},
+        {"system.info.slave_cameras", "2", giSlaveCameras, 2},
+        {"system.info.slave_cameras", "-3", giSlaveCameras, 1},
+        {"lens.camN.light.front_left.color", "green", gaLightColor[0], 1},
+        {"lens.camN.light.front_right.color", "yellow", gaLightColor[1], 2},
+        {"lens.camN.light.back_left.color", "red", gaLightColor[2], 3},
+        {"lens.camN.light.back_right.color", "blue", gaLightColor[3], 4},
+        {"lens.camN.light.back_right.color", "pink", gaLightColor[3], 5},
+        {"lens.camN.light.back_right.color", "white", gaLightColor[3], 0},
+        // Only the first of the four names is looked for with its dot.
+        {"lens.camN.lightfront_left.color", "white", gaLightColor[0], 1},
+        {"lens.camN.lightback_left.color", "blue", gaLightColor[2], 4},
+        {"lens.camN.light.front_left.state", "on", gaLightState[0], 1},
+        {"lens.camN.light.front_left.state", "slow", gaLightState[0], 2},
+        {"lens.camN.light.front_left.state", "medium", gaLightState[0], 3},
+        {"lens.camN.light.front_left.state", "fast", gaLightState[0], 4},
+        {"lens.camN.light.front_left.state", "off", gaLightState[0], 0},
+        {"lens.camN.light.back_left.brightness", "high", gaLightBrightness[2], 255},
+        {"lens.camN.light.back_left.brightness", "medium", gaLightBrightness[2], 64},
+        {"lens.camN.light.back_left.brightness", "x", gaLightBrightness[2], 32},
+        {"lens.camN.light.onvif_mode", "1,0,5", gaOnvifOrder[0], 1},
+        {"lens.camN.light.onvif_mode", "1,0,5", gaOnvifOrder[2], 2},
+        {"lens.camN.light.onvif_mode", "0,3,5", gaOnvifOrder[1], 3},
+        {"lens.camN.light.onvif_mode", "0,3,5", gaOnvifOrder[0], 0},
+        {"lens.camN.light.onvif_mode", ",,4,,0", gaOnvifOrder[0], 4},
+        {"lens.camN.light.onvif_mode", ",,4,,0", gaOnvifOrder[1], 0},
+        {"lens.camN.light.onvif_mode", "", giOnvifSeq, 5},
+        {"lens.camN.light.relay15.mode", "monostable", gaRelayMode[5], 2},
+        {"lens.camN.light.relay15.mode", "bistable", gaRelayMode[5], 1},
+        {"lens.camN.light.relay15.timeout", "30", gaRelayTimeout[5], 30},
+        {"lens.camN.light.relay1.timeout", "40", gaRelayTimeout[0], 0},
+        {"lens.camN.light.test_mode", "4", giLedTestMode, 4},
+        {"lens.camN.light.test_status", "9", giLedTestMode, 4},
+        {"lens.global.led_power", "100", giLedPower, 100},
+        {"lens.global.led_power", "120", giLedPowerApplied, 120},
+        {"lens.global.led_power", "-5", giLedPower, 0},
+        {"lens.global.led_power", "255", giLedPowerChanged, 1},
+        {"encode.camN.status", "start", giEncodeLoad, 384},
+        {"encode.camN.status", "start", giEncodeStarted, 1},
+        {"encode.camN.status", "started", giEncodeLoad, 0},
+        {"encode.camN.status", "stop", giEncodeStarted, 0},
+        {"encode.camN.denoise_status", "on", giDenoiseLoad, 260},
+        {"encode.camN.denoise_status", "off", giDenoiseLoad, 0},
+        {"image.camN.exposure.wdr", "on", giWdrLoad, 48},
+        {"image.camN.exposure.wdr", "1", giWdrLoad, 0},
+        {"lens.camN.mode_rotate", "auto", giModeRotate, 1},
+        {"lens.camN.mode_rotate", "rotate", giModeRotate, 2},
+        {"lens.camN.mode_rotate", "Auto", giModeRotate, 0},
+        {"system.info.poe_status", "ready", giPoeStatus, 0},
+        {"system.info.poe_status", "not_ready", giPoeStatus, -1},
+        {"system.info.poe_status", "", giPoeStatus, 0},
+        {"system.info.poe_status", "fail", giPoeStatus, -1},
+    };
+    listen();
+    for (const Row& row : rows) {
+        set(row.key, row.value);
+        EXPECT_EQ(row.variable, row.expected) << row.key << " '" << row.value << "'";
+    }
+}
+
+TEST_F(BusHandlers, LedSwitchesTakeTheFirstTenNumbersCutToEightBits) {
+    listen({{"lens.global.led_ctrl", "1,2,3,4,5,6,7,8,9,10,11"}});
+    for (int i = 0; i < 10; ++i) {
+        EXPECT_EQ(gaLedCtrl[i], i + 1);
+    }
+    set("lens.global.led_ctrl", "300");
+    EXPECT_EQ(gaLedCtrl[0], 44);
+    EXPECT_EQ(gaLedCtrl[1], 2);
+    set("lens.global.led_ctrl", ",,-1,,x");
+    EXPECT_EQ(gaLedCtrl[0], 255);
+    EXPECT_EQ(gaLedCtrl[1], 0);
+    EXPECT_EQ(gaLedCtrl[2], 3);
+}
+
+TEST_F(BusHandlers, PresentValuesAreReadAtRegistration) {
+    listen({{"demo.ptz.mode", "9"},
+            {"demo.led.mode", "9"},
+            {"demo.led.manual.g", "5"},
+            {"demo.led.manual.w", "7"},
+            {"lens.camN.focus_after_zoom", "on"},
+            {"lens.camN.act_preset", "1:go"},
+            {"lens.camN.action.cmd", "AF"},
+            {"image.camN.mirror", "on"},
+            {"event.camN.light.a.flash", "medium"},
+            {"event.camN.light.flash", "fast"},
+            {"lens.camN.light.back_left.color", "red"},
+            {"lens.camN.light.relay13.timeout", "8"},
+            {"lens.camN.mode_rotate", "rotate"}});
+    const std::pair<const SharedInt&, int> expected[] = {
+        // Not read at all.
+        {giDemoPtzMode, 0},
+        {giDemoLedMode, 0},
+        {giActPreset, -1},
+        {giAfRequest, 0},
+        // A missing one of the four shares the text of the one before it.
+        {giDemoLedR, 0},
+        {giDemoLedG, 5},
+        {giDemoLedB, 5},
+        {giDemoLedW, 7},
+        {giFocusAfterZoom, 1},
+        {giMirror, 1},
+        {giLightFlashPeriod, 20},
+        {gaLightColor[2], 3},
+        {gaRelayTimeout[3], 8},
+        {giModeRotate, 2},
+        // A missing setting counts as an empty text.
+        {giIrisTable, 0},
+        {giSlaveCameras, 1},
+        {giLedPower, 0},
+        {giPoeStatus, 0},
+        {giEncodeLoad, 0},
+        // Keys below a name that are missing leave the variable as it was.
+        {giLightBrightness, 255},
+        {gaLightState[2], 0},
+    };
+    int row = 0;
+    for (const auto& [variable, value] : expected) {
+        EXPECT_EQ(variable, value) << "row " << row;
+        ++row;
+    }
+}
+
+TEST_F(BusHandlers, PresetWordsAreTakenOnlyWhileNoneIsPending) {
+    constexpr std::pair<const char*, int> kWords[] = {
+        {"1:set", 1},         {"1:setxyz", 1}, {"1:set:lock", 3}, {"2:set", 2},
+        {"2:setset:lock", 4}, {"2:setxyz", 2}, {"1:go", 1001},    {"2:go", 1002},
+        {"1:del", 2001},      {"2:del", 2002}, {"1:gox", -1},     {"1:GO", -1},
+        {"1:se", -1},         {"", -1},        {"3:set", -1},     {"done", -1},
+    };
+    listen();
+    for (const auto& [word, request] : kWords) {
+        giActPreset = -1;
+        set("lens.camN.act_preset", word);
+        EXPECT_EQ(giActPreset, request) << word;
+    }
+    giActPreset = 1;
+    set("lens.camN.act_preset", "2:go");
+    EXPECT_EQ(giActPreset, 1);
+}
+
+struct Request {
+    const char* word;
+    int autofocus;
+    int home;
+};
+
+TEST_F(BusHandlers, ActionWordsRaiseRequests) {
+    constexpr Request kWords[] = {
+        {"AF", 2, 0},      {"af", 2, 0},        {"Af", 2, 0},       {"AAF", 5, 0},
+        {"aAf", 5, 0},     {"CAF", 6, 0},       {"test_af", 3, 0},  {"TEST_AF", 0, 0},
+        {"home", 0, 4},    {"home1", 0, 1},     {"home2", 0, 2},    {"home3", 0, 3},
+        {"home4", 0, 5},   {"homefast", 0, 11}, {"homepos", 0, 12}, {"homeP1", 0, 13},
+        {"homeP2", 0, 14}, {"Home", 0, 0},      {"homep1", 0, 0},   {"done", 0, 0},
+        {"", 0, 0},
+    };
+    listen();
+    for (const Request& request : kWords) {
+        giAfRequest = 0;
+        giHomeRequest = 0;
+        set("lens.camN.action.cmd", request.word);
+        EXPECT_EQ(giAfRequest, request.autofocus) << request.word;
+        EXPECT_EQ(giHomeRequest, request.home) << request.word;
+    }
+    giAfRequest = 5;
+    giHomeRequest = 1;
+    for (const char* const word : {"AF", "CAF", "test_af", "home2"}) {
+        set("lens.camN.action.cmd", word);
+    }
+    EXPECT_EQ(giAfRequest, 5) << "a pending autofocus stays";
+    EXPECT_EQ(giHomeRequest, 2) << "a pending homing is replaced";
+}
+
+TEST_F(BusHandlers, StatusValuesKeepTheRunningMaskAndTheMarkerFiles) {
+    struct Axis {
+        const char* key;
+        const char* marker;
+        int bit;
+    };
+    constexpr Axis kAxes[] = {
+        {"lens.camN.focusstatus", "/mnt/nand/FocusMotor.txt", 1},
+        {"lens.camN.zoomstatus", "/mnt/nand/ZoomMotor.txt", 2},
+        {"lens.camN.panstatus", "/mnt/nand/PanMotor.txt", 4},
+        {"lens.camN.tiltstatus", "/mnt/nand/TiltMotor.txt", 8},
+        {"lens.camN.rotatestatus", "/mnt/nand/RotatrMotor.txt", 16},
+    };
+    struct Step {
+        const char* value;
+        bool running;
+        bool marker;
+    };
+    constexpr Step kSteps[] = {
+        {"fail", true, false}, {"stop", false, false}, {"running", true, true},
+        {"xyz", true, true},   {"", true, true},       {"stopped", false, false},
+        {"ru", false, false},  {"run", true, true},    {"fail2", true, true},
+        {"don", true, true},   {"done", false, false}, {"failed", true, false},
+    };
+    listen();
+    int others = 0;
+    for (const Axis& axis : kAxes) {
+        for (const Step& step : kSteps) {
+            set(axis.key, step.value);
+            EXPECT_EQ(giMotorRunning, others | (step.running ? axis.bit : 0))
+                << axis.key << " " << step.value;
+            EXPECT_EQ(exists(axis.marker), step.marker) << axis.key << " " << step.value;
+        }
+        others |= axis.bit;
+    }
+    set("lens.camN.irisstatus", "run");
+    EXPECT_EQ(giMotorRunning, 31);
+}
+
+}  // namespace

@@ -1,0 +1,326 @@
+#include "session.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace {
+
+// Events that go on beside every move.
+constexpr std::array kBackground = {
+    "i2c ",           "mcu setMuiltLEDs",
+    "mcu setLedMode", "log Set LED ",
+    "head ",          "bus system.camN.info.power_consumption",
+};
+
+std::optional<std::string> readFile(const std::string& path) {
+    std::ifstream stream(path, std::ios::binary);
+    if (!stream) {
+        return std::nullopt;
+    }
+    std::stringstream content;
+    content << stream.rdbuf();
+    return content.str();
+}
+
+void writeFile(const std::string& path, const std::string& content) {
+    std::ofstream stream(path, std::ios::binary | std::ios::trunc);
+    stream << content << std::flush;
+    ASSERT_TRUE(stream.good()) << path;
+}
+
+bool containsOne(const std::string& line, const std::vector<std::string>& texts) {
+    for (const std::string& text : texts) {
+        if (line.find(text) != std::string::npos) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Gives the entry NAME of a file of NAME VALUE lines a new value.
+void replaceEntry(const std::string& path, const std::string& name, const std::string& value) {
+    std::istringstream old(readFile(path).value_or(""));
+    std::string content;
+    for (std::string line; std::getline(old, line);) {
+        if (!line.starts_with(name + " ")) {
+            content += line + "\n";
+        }
+    }
+    writeFile(path, content + name + " " + value + "\n");
+}
+
+std::optional<Event> readEvent(const std::string& line) {
+    Event event;
+    long long seconds = 0;
+    int micros = 0;
+    int begin = 0;
+    std::array<char, 8> kind{};
+    if (std::sscanf(line.c_str(), "%lld.%6d %7s %n", &seconds, &micros, kind.data(), &begin) != 3) {
+        return std::nullopt;
+    }
+    event.time = seconds * 1'000'000 + micros;
+    event.kind = kind.data();
+    // Blanks at either end of the text belong to it.
+    event.text = line.substr(line.find(' ', line.find(' ') + 1) + 1);
+    return event;
+}
+
+// Runs the program with its three standard streams on files.
+int spawn(const std::vector<std::string>& arguments, const std::array<std::string, 3>& streams) {
+    std::vector<char*> argv;
+    for (const std::string& argument : arguments) {
+        argv.push_back(const_cast<char*>(argument.c_str()));
+    }
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 0, streams[0].c_str(), O_RDONLY, 0);
+    for (int i = 1; i < 3; ++i) {
+        posix_spawn_file_actions_addopen(&actions, i, streams[static_cast<std::size_t>(i)].c_str(),
+                                         O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    }
+    pid_t child = 0;
+    const int error = posix_spawn(&child, argv[0], &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    int status = 0;
+    if (error != 0 || waitpid(child, &status, 0) != child) {
+        ADD_FAILURE() << argv[0] << " does not start";
+        return -1;
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+void sortLines(Session& run) {
+    std::istringstream lines(run.output);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with("= ")) {
+            run.answers.push_back(line.substr(2));
+        } else if (const auto event = readEvent(line)) {
+            run.all.events.push_back(*event);
+        }
+    }
+    for (const Event& event : run.all.events) {
+        bool background = false;
+        for (const char* const text : kBackground) {
+            background = background || event.line().starts_with(text);
+        }
+        if (!background) {
+            run.trace.events.push_back(event);
+        }
+    }
+}
+
+}  // namespace
+
+std::string Event::line() const {
+    return kind + " " + text;
+}
+
+Trace Trace::after(std::string_view line) const {
+    Trace result;
+    auto event = events.begin();
+    while (event != events.end() && event->line() != line) {
+        ++event;
+    }
+    if (event == events.end()) {
+        ADD_FAILURE() << "the trace has no '" << line << "'";
+        return result;
+    }
+    for (++event; event != events.end() && event->kind != "cmd"; ++event) {
+        result.events.push_back(*event);
+    }
+    return result;
+}
+
+Trace Trace::between(double from, double to) const {
+    Trace result;
+    for (const Event& event : events) {
+        if (event.time >= std::llround(from * 1e6) && event.time < std::llround(to * 1e6)) {
+            result.events.push_back(event);
+        }
+    }
+    return result;
+}
+
+Trace Trace::first(std::size_t count) const {
+    const auto end = events.begin() + static_cast<std::ptrdiff_t>(std::min(count, events.size()));
+    return {{events.begin(), end}};
+}
+
+Trace Trace::about(const std::vector<std::string>& texts) const {
+    Trace result;
+    for (const Event& event : events) {
+        if (containsOne(event.line(), texts)) {
+            result.events.push_back(event);
+        }
+    }
+    return result;
+}
+
+Trace Trace::without(const std::vector<std::string>& texts) const {
+    Trace result;
+    for (const Event& event : events) {
+        if (!containsOne(event.line(), texts)) {
+            result.events.push_back(event);
+        }
+    }
+    return result;
+}
+
+std::string Trace::story() const {
+    std::ostringstream text;
+    text << '\n';
+    for (const Event& event : events) {
+        text << static_cast<double>(event.time - events.front().time) / 1000 << ' ' << event.line()
+             << '\n';
+    }
+    return text.str();
+}
+
+std::string Trace::lines() const {
+    std::string text = "\n";
+    for (const Event& event : events) {
+        text += event.line() + "\n";
+    }
+    return text;
+}
+
+std::vector<std::int64_t> Trace::times(std::string_view line) const {
+    std::vector<std::int64_t> result;
+    for (const Event& event : events) {
+        if (event.line().starts_with(line)) {
+            result.push_back(event.time);
+        }
+    }
+    return result;
+}
+
+int Trace::count(std::string_view line) const {
+    return static_cast<int>(times(line).size());
+}
+
+nlohmann::json Session::head(std::size_t index) const {
+    for (const std::string& text : answers) {
+        if (text.starts_with("{") && index-- == 0) {
+            return nlohmann::json::parse(text);
+        }
+    }
+    ADD_FAILURE() << "there was no such head command";
+    return {};
+}
+
+std::string positionFile(const Positions& positions) {
+    std::array<std::int32_t, 30> words{};
+    words[13] = positions.zoom;
+    words[15] = positions.focus;
+    words[16] = positions.pan;
+    words[17] = positions.tilt;
+    words[18] = positions.rotate;
+    words[20] = positions.iris;
+    std::string content(sizeof words, '\0');
+    std::memcpy(content.data(), words.data(), sizeof words);
+    return content;
+}
+
+std::int32_t wordOf(const std::string& content, std::size_t index) {
+    std::int32_t word = 0;
+    if (content.size() < 4 * (index + 1)) {
+        ADD_FAILURE() << "the position file has " << content.size() << " bytes";
+        return word;
+    }
+    std::memcpy(&word, content.data() + 4 * index, sizeof word);
+    return word;
+}
+
+Camera::Camera(int lensType) : lensType_(lensType) {
+    std::string pattern = std::filesystem::temp_directory_path().string() + "/kestrel-test-XXXXXX";
+    if (mkdtemp(pattern.data()) == nullptr) {
+        ADD_FAILURE() << "no temporary directory";
+    }
+    directory_ = pattern;
+}
+
+Camera::Camera(const Positions& positions, int lensType) : Camera(lensType) {
+    // The shipped files come with a first boot; what else it leaves is wiped.
+    run("quit");
+    for (const auto& entry : std::filesystem::directory_iterator(pathOf("/mnt/nand"))) {
+        std::filesystem::remove(entry.path());
+    }
+    std::filesystem::remove(directory_ + "/state/bus");
+    const std::map<std::string, int> axes = {
+        {"pan", positions.pan},   {"tilt", positions.tilt},   {"rotate", positions.rotate},
+        {"zoom", positions.zoom}, {"focus", positions.focus}, {"iris", positions.iris},
+    };
+    for (const auto& [axis, position] : axes) {
+        remember(axis + ".position", std::to_string(position));
+        remember(axis + ".lost", "0");
+    }
+    remember("pan.counter", std::to_string(positions.pan));
+    remember("tilt.counter", std::to_string(positions.tilt));
+    write(kPositionFile, positionFile(positions));
+}
+
+Camera::~Camera() {
+    std::error_code ignored;
+    std::filesystem::remove_all(directory_, ignored);
+}
+
+Session Camera::run(const std::string& script) const {
+    return run(script, {"--clock", "virtual", "--trace"});
+}
+
+Session Camera::run(const std::string& script, const std::vector<std::string>& options) const {
+    const std::array<std::string, 3> streams = {directory_ + "/script", directory_ + "/output",
+                                                directory_ + "/errors"};
+    std::vector<std::string> arguments = {KESTREL_TWIN_PATH, "--state", directory_ + "/state",
+                                          "--lens-type", std::to_string(lensType_)};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    writeFile(streams[0], script + "\n");
+    Session run;
+    run.status = spawn(arguments, streams);
+    run.output = readFile(streams[1]).value_or("");
+    run.errors = readFile(streams[2]).value_or("");
+    sortLines(run);
+    return run;
+}
+
+std::string Camera::pathOf(const std::string& path) const {
+    return directory_ + "/state/root" + path;
+}
+
+std::optional<std::string> Camera::read(const std::string& path) const {
+    return readFile(pathOf(path));
+}
+
+void Camera::write(const std::string& path, const std::string& content) const {
+    std::filesystem::create_directories(std::filesystem::path(pathOf(path)).parent_path());
+    writeFile(pathOf(path), content);
+}
+
+void Camera::remove(const std::string& path) const {
+    std::filesystem::remove_all(pathOf(path));
+}
+
+void Camera::remember(const std::string& name, const std::string& value) const {
+    replaceEntry(directory_ + "/state/head", name, value);
+}
+
+void Camera::setting(const std::string& key, const std::string& value) const {
+    replaceEntry(directory_ + "/state/bus", key, value);
+}
+
+void Camera::fault(const std::string& words) {
+    remember("fault." + std::to_string(faults_++), words);
+}

@@ -1,0 +1,128 @@
+// The virtual clock: who runs when.
+#include <gmock/gmock.h>
+
+#include <string>
+#include <vector>
+
+#include "platform/clock.h"
+#include "platform/thread.h"
+#include "tests/twin_world.h"
+#include "twin/timeline.h"
+#include "twin/watch.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+std::vector<std::string> gHappened;
+twin::Microseconds gStart = 0;
+
+void note(const std::string& what) {
+    gHappened.push_back(std::to_string(twin::now() - gStart) + " " + what);
+}
+
+// Counts the tests; the actors of earlier ones end.
+int gTest = 0;
+
+// Notes its name and sleeps for the period, again and again.
+template <char Name, int Period>
+void walk(void*) {
+    const int test = gTest;
+    while (test == gTest) {
+        note(std::string(1, Name));
+        sleepMicroseconds(Period);
+    }
+}
+
+void noteEvent(std::int64_t number) {
+    note("event " + std::to_string(number));
+}
+
+class TwinTimeline : public TwinWorld {
+protected:
+    TwinTimeline() {
+        ++gTest;
+        pass(1000);
+        gHappened.clear();
+        gStart = twin::now();
+    }
+
+    static std::vector<std::string> happened() {
+        return std::exchange(gHappened, {});
+    }
+};
+
+TEST_F(TwinTimeline, EventsComeFirstThenActorsInTheOrderOfTheirStart) {
+    twin::startActor("a", walk<'a', 10>, nullptr);
+    twin::startActor("b", walk<'b', 5>, nullptr);
+    twin::scheduleEvent(gStart + 10, noteEvent, 1);
+    twin::scheduleEvent(gStart + 10, noteEvent, 2);
+    twin::scheduleEvent(gStart + 7, noteEvent, 3);
+    twin::scheduleEvent(gStart - 1, noteEvent, 4);
+    EXPECT_THAT(happened(), ElementsAre());
+    twin::settle();
+    EXPECT_THAT(happened(), ElementsAre("0 event 4", "0 a", "0 b"));
+    pass(9);
+    EXPECT_THAT(happened(), ElementsAre("5 b", "7 event 3"));
+    EXPECT_EQ(twin::now(), gStart + 9);
+    pass(1);
+    EXPECT_THAT(happened(), ElementsAre("10 event 1", "10 event 2", "10 a", "10 b"));
+}
+
+TEST_F(TwinTimeline, AnActorAloneStopsWhereTheConsoleStops) {
+    twin::startActor("alone", walk<'x', 10>, nullptr);
+    pass(25);
+    EXPECT_THAT(happened(), ElementsAre("0 x", "10 x", "20 x"));
+    EXPECT_EQ(twin::now(), gStart + 25);
+    pass(5);
+    EXPECT_THAT(happened(), ElementsAre("30 x"));
+}
+
+TEST_F(TwinTimeline, ThreadsOfTheDaemonAreActors) {
+    pthread_t thread{};
+    ASSERT_EQ(startThread(&thread,
+                          [](void* argument) -> void* {
+                              note(argument == nullptr ? "started" : "argument");
+                              sleepMicroseconds(0);
+                              sleepMicroseconds(-5);
+                              note("goes on");
+                              sleepMicroseconds(3);
+                              note("ends");
+                              return nullptr;
+                          }),
+              0);
+    note("starter");
+    pass(10);
+    EXPECT_THAT(happened(), ElementsAre("0 starter", "0 started", "0 goes on", "3 ends"));
+    EXPECT_NE(startThread(nullptr, [](void*) -> void* { return nullptr; }), 0);
+    EXPECT_NE(startThread(&thread, nullptr), 0);
+}
+
+TEST_F(TwinTimeline, TheRawClockFollows) {
+    const timespec before = readRawClock();
+    pass(1'234'567);
+    const timespec after = readRawClock();
+    EXPECT_GT(before.tv_sec, 0);
+    EXPECT_EQ((after.tv_sec - before.tv_sec) * 1'000'000'000 + after.tv_nsec - before.tv_nsec,
+              1'234'567'000);
+}
+
+TEST_F(TwinTimeline, TheGuardNamesAnActorThatNeverYields) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_EXIT(
+        {
+            twin::startWatch(1);
+            twin::startActor(
+                "the culprit",
+                [](void*) {
+                    for (;;) {
+                        sleepMicroseconds(0);
+                    }
+                },
+                nullptr);
+            pass(1);
+        },
+        testing::ExitedWithCode(1), "the culprit has run for 1 s without waiting");
+}
+
+}  // namespace
