@@ -1,0 +1,83 @@
+// The bus-key page against the system: it lists exactly the keys that are listened to, in the order
+// of registration, and every key that is written.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <regex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "app/bus_keys.h"
+#include "session.h"
+
+namespace {
+
+// The keys in the first column of the table under the heading, in their order.
+std::vector<std::string> documentedKeys(const std::string& heading) {
+    std::ifstream page(std::string(KESTREL_SOURCE_DIR) + "/docs/bus-keys.md");
+    std::vector<std::string> keys;
+    bool inside = false;
+    for (std::string line; std::getline(page, line);) {
+        if (line.starts_with("## ")) {
+            inside = line == "## " + heading;
+        }
+        if (!inside || !line.starts_with("| `")) {
+            continue;
+        }
+        const std::string column = line.substr(2, line.find(" |", 2) - 2);
+        static const std::regex kKey("`([^`]+)`");
+        for (std::sregex_iterator at(column.begin(), column.end(), kKey), end; at != end; ++at) {
+            keys.push_back((*at)[1]);
+        }
+    }
+    return keys;
+}
+
+std::string initialText(InitialRead initial) {
+    return initial == InitialRead::none ? "no" : initial == InitialRead::names ? "below" : "once";
+}
+
+TEST(BusKeyPage, ListsTheKeysListenedToInTheirOrder) {
+    std::vector<std::string> registered;
+    for (const BusKey& row : busKeys()) {
+        registered.push_back(row.key);
+    }
+    EXPECT_EQ(documentedKeys("Keys listened to"), registered);
+}
+
+TEST(BusKeyPage, SaysHowEachKeyIsReadAtStart) {
+    std::ifstream page(std::string(KESTREL_SOURCE_DIR) + "/docs/bus-keys.md");
+    const std::string text((std::istreambuf_iterator<char>(page)), {});
+    for (const BusKey& row : busKeys()) {
+        const std::string cells =
+            "| `" + std::string(row.key) + "` | " + initialText(row.initial) + " |";
+        EXPECT_NE(text.find(cells), std::string::npos) << cells;
+    }
+}
+
+TEST(BusKeyPage, ListsEveryKeyThatASessionWrites) {
+    const std::vector<std::string> list = documentedKeys("Keys written");
+    const std::set<std::string> documented(list.begin(), list.end());
+    const Session session =
+        Camera(Positions{})
+            .run(
+                "run 1\n"
+                "set lens.camN.action.cmd z300\nset lens.camN.action.cmd i5\n"
+                "set lens.camN.action.cmd f300\nset lens.camN.action.cmd r600\nrun 3\n"
+                "set lens.camN.pan left\nset lens.camN.tilt up\nrun 1\n"
+                "set lens.camN.pan stop\nset lens.camN.tilt stop\nrun 3\n"
+                "set demo.ptz.action P500\nrun 5\n");
+    ASSERT_EQ(session.status, 0) << session.errors;
+    int written = 0;
+    for (const Event& event : session.all.events) {
+        if (event.kind == "bus") {
+            ++written;
+            const std::string key = event.text.substr(0, event.text.find(' '));
+            EXPECT_TRUE(documented.contains(key)) << key << " is written and not documented";
+        }
+    }
+    EXPECT_GT(written, 50);
+}
+
+}  // namespace
