@@ -129,6 +129,8 @@ extern constinit std::atomic<std::int64_t> gtMoveStart;
 
 // Present draw of the motors. Written by the axis layer, read by the supervision loop.
 extern constinit SharedInt giPanPower, giTiltPower, giZoomPower, giFocusPower, giRotatePower;
+// Draw of the LEDs as last sent. Written where they are sent, read by the supervision loop.
+extern constinit SharedInt giLedPowerLoad;
 // Draw of encoder, denoise and wide dynamic range, from their bus keys.
 extern constinit SharedInt giEncodeLoad, giDenoiseLoad, giWdrLoad;
 
