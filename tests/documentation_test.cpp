@@ -68,7 +68,7 @@ TEST(BusKeyPage, ListsEveryKeyThatASessionWrites) {
                 "set lens.camN.pan left\nset lens.camN.tilt up\nrun 1\n"
                 "set lens.camN.pan stop\nset lens.camN.tilt stop\nrun 3\n"
                 "set lens.camN.rotate auto\nrun 5\nset lens.camN.mode_rotate auto\n"
-                "set demo.ptz.action P500\nrun 5\n");
+                "set demo.ptz.action P500\nset demo.led.mode 2\nrun 5\n");
     ASSERT_EQ(session.status, 0) << session.errors;
     int written = 0;
     for (const Event& event : session.all.events) {
