@@ -272,6 +272,12 @@ Camera::Camera(const Positions& positions, int lensType) : Camera(lensType) {
     write(kPositionFile, positionFile(positions));
 }
 
+Camera::Camera(const Camera& other) : Camera(other.lensType_) {
+    faults_ = other.faults_;
+    std::filesystem::copy(other.directory_ + "/state", directory_ + "/state",
+                          std::filesystem::copy_options::recursive);
+}
+
 Camera::~Camera() {
     std::error_code ignored;
     std::filesystem::remove_all(directory_, ignored);
@@ -311,6 +317,17 @@ void Camera::write(const std::string& path, const std::string& content) const {
 
 void Camera::remove(const std::string& path) const {
     std::filesystem::remove_all(pathOf(path));
+}
+
+std::string Camera::remembered(const std::string& name) const {
+    std::istringstream entries(readFile(directory_ + "/state/head").value_or(""));
+    for (std::string line; std::getline(entries, line);) {
+        if (line.starts_with(name + " ")) {
+            return line.substr(name.size() + 1);
+        }
+    }
+    ADD_FAILURE() << "the camera remembers no " << name;
+    return {};
 }
 
 void Camera::remember(const std::string& name, const std::string& value) const {

@@ -82,8 +82,9 @@ public:
     Camera() : Camera(0) {}
     // A camera that stands at `positions` and knows it.
     explicit Camera(const Positions& positions, int lensType = 0);
+    // A second camera like the first: its files, settings and mechanism as they are now.
+    Camera(const Camera& other);
     ~Camera();
-    Camera(const Camera&) = delete;
     Camera& operator=(const Camera&) = delete;
 
     // Executes the commands, one a line, with --trace on the virtual clock, or with `options`.
@@ -97,6 +98,7 @@ public:
     std::string pathOf(const std::string& path) const;
 
     // What the mechanism remembers between runs ("pan.counter"), and settings on the bus.
+    std::string remembered(const std::string& name) const;
     void remember(const std::string& name, const std::string& value) const;
     void setting(const std::string& key, const std::string& value) const;
     // A fault in force from power-up.

@@ -10,6 +10,7 @@
 #include "twin/actors.h"
 #include "twin/faults.h"
 #include "twin/output.h"
+#include "twin/power_cut.h"
 #include "twin/settings.h"
 #include "twin/trace.h"
 
@@ -232,6 +233,7 @@ int nbus_get(const char* key, char* value, int size) {
 }
 
 int nbus_set(const char* key, const char* value) {
+    twin::beforeChange("bus", key == nullptr ? "" : key);
     const twin::WorldLock world;
     const bool fails = twin::callFails("nbus_set") || twin::faultActive("bus-refuse");
     if (fails || key == nullptr || value == nullptr) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <charconv>
 #include <cinttypes>
 #include <climits>
@@ -32,7 +33,7 @@ constexpr double kLongestWait = 1'000'000.0;
 constexpr double kUsualWait = 60.0;
 
 bool gInteractive = false;
-bool gFailed = false;
+std::atomic<bool> gFailed = false;
 bool gQuit = false;
 
 // A command's words after its name. `rest(n)` is the line from the n-th of them on, blanks and all.
@@ -180,7 +181,7 @@ void handleFault(const Arguments& arguments) {
 }
 
 void cutPower(const Arguments&) {
-    endRun(gFailed ? 1 : 0);
+    endRun(consoleStatus());
 }
 
 void sendSignal(const Arguments& arguments) {
@@ -345,6 +346,10 @@ int runConsole(bool interactive) {
                 break;
         }
     }
+    return consoleStatus();
+}
+
+int consoleStatus() {
     return gFailed ? 1 : 0;
 }
 

@@ -7,4 +7,7 @@ namespace twin {
 // command was wrong or an expectation failed. `interactive` prints a greeting and prompts.
 int runConsole(bool interactive);
 
+// The exit status of a run that ends at this instant: 0, or 1 likewise. Any thread.
+int consoleStatus();
+
 }  // namespace twin

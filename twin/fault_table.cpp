@@ -66,6 +66,7 @@ constexpr ValueRow kSteps = {Value::count, "N (1 to 100000)", 1, 100'000};
 constexpr ValueRow kFactor = {Value::count, "FACTOR (1 to 1000)", 1, 1'000};
 constexpr ValueRow kCounts = {Value::count, "COUNTS (1 to 32767)", 1, 32'767};
 constexpr ValueRow kCalls = {Value::calls, "N|always (N 1 to 1000000)", 1, 1'000'000};
+constexpr ValueRow kChanges = {Value::count, "N (1 to 1000000)", 1, 1'000'000};
 constexpr ValueRow kByte = {Value::hex, "HEX (00 to ff)", 0, 0xFF};
 constexpr ValueRow kOffset = {Value::offset, "N (-4000 to 4000)", -4'000, 4'000};
 constexpr ValueRow kPercent = {Value::percent, "PERCENT (0.001 to 0.5)", 1, 500};
@@ -110,6 +111,8 @@ constexpr FaultRow kFaults[] = {
     {Fault::busRefuse, "bus-refuse", "", kNoSubject, "", kNoValue, "every nbus_set fails"},
     {Fault::busOverlong, "bus-overlong", "", kNoSubject, "", kNoValue,
      "the bus takes values beyond 127 bytes"},
+    {Fault::powerCut, "power-cut", "", kNoSubject, "", kChanges,
+     "the power fails before the N-th file operation, order or bus set of the daemon"},
 };
 static_assert(std::size(kFaults) == kFaultCount);
 static_assert([] {

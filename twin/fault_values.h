@@ -28,8 +28,9 @@ enum class Fault {
     diskFull,         // 1
     busRefuse,        // 1
     busOverlong,      // 1
+    powerCut,         // changes of the camera's state up to the one before which it hits
 };
-constexpr int kFaultCount = 21;
+constexpr int kFaultCount = 22;
 
 // The value in force. `subject` is the axis, microcontroller or function number, 0 where there is
 // none. World lock held.

@@ -16,6 +16,7 @@
 
 #include "platform/files.h"
 #include "twin/faults.h"
+#include "twin/power_cut.h"
 #include "twin/timeline.h"
 
 namespace twin {
@@ -171,6 +172,7 @@ OwnWriting::~OwnWriting() {
 }  // namespace twin
 
 std::string devicePath(const char* path) {
+    twin::beforeChange("file", path);
     bool unwritable = false;
     {
         const twin::WorldLock world;

@@ -10,6 +10,7 @@
 #include "twin/firmware.h"
 #include "twin/mechanism.h"
 #include "twin/model.h"
+#include "twin/power_cut.h"
 #include "twin/timeline.h"
 #include "twin/trace.h"
 
@@ -73,6 +74,7 @@ bool orderRefused(const char* name) {
 }
 
 int order(const char* name, Axis axis, int direction, int code, int steps, int speed) {
+    beforeChange("mcu", name);
     const MotorCall call(name);
     trace("mcu", "%s %d %d %d", name, code, steps, speed);
     if (orderRefused(name)) {
@@ -106,6 +108,7 @@ int readCounter(const char* name, Axis axis, int device, int* position) {
 }
 
 int switchIcr(const char* name, bool day) {
+    beforeChange("mcu", name);
     const WorldLock lock;
     trace("mcu", "%s", name);
     if (orderRefused(name)) {
@@ -116,6 +119,7 @@ int switchIcr(const char* name, bool day) {
 }
 
 int switchSupply(const char* name, int mask, int supply) {
+    beforeChange("mcu", name);
     const WorldLock lock;
     trace("mcu", "%s %d", name, mask);
     if (orderRefused(name)) {
@@ -233,6 +237,7 @@ int setIcrSwDisable(void) {
 }
 
 int setLedMode(int led, int mode) {
+    twin::beforeChange("mcu", "setLedMode");
     const twin::WorldLock lock;
     twin::trace("mcu", "setLedMode %d %d", led, mode);
     if (led < 0 || led >= static_cast<int>(twin::kLedCount) || twin::orderRefused("setLedMode")) {
@@ -243,6 +248,7 @@ int setLedMode(int led, int mode) {
 }
 
 int setMuiltLEDs(const unsigned int* groupA, const unsigned int* groupB) {
+    twin::beforeChange("mcu", "setMuiltLEDs");
     const twin::MotorCall call("setMuiltLEDs");
     if (groupA == nullptr || groupB == nullptr) {
         return -1;
@@ -267,12 +273,14 @@ int getVersion_mb(unsigned int* version) {
 }
 
 int mcuReInitall(void) {
+    twin::beforeChange("mcu", "mcuReInitall");
     const twin::WorldLock lock;
     twin::trace("mcu", "mcuReInitall");
     return twin::callFails("mcuReInitall") ? -1 : 0;
 }
 
 int msp430fr2433BslWrite(const char* path) {
+    twin::beforeChange("mcu", "msp430fr2433BslWrite");
     const twin::WorldLock lock;
     twin::trace("mcu", "msp430fr2433BslWrite %s", twin::cameraPath(path));
     return twin::callFails("msp430fr2433BslWrite") ? -1

@@ -2,6 +2,7 @@
 
 #include "twin/faults.h"
 #include "twin/firmware.h"
+#include "twin/power_cut.h"
 #include "twin/timeline.h"
 #include "twin/trace.h"
 
@@ -17,12 +18,14 @@ int getVersion_sen(unsigned int* version) {
 }
 
 int mcuReInitall_sen(void) {
+    twin::beforeChange("mcu", "mcuReInitall_sen");
     const twin::WorldLock lock;
     twin::trace("mcu", "mcuReInitall_sen");
     return twin::callFails("mcuReInitall_sen") ? -1 : 0;
 }
 
 int msp430fr2433BslWrite_sen(const char* path) {
+    twin::beforeChange("mcu", "msp430fr2433BslWrite_sen");
     const twin::WorldLock lock;
     twin::trace("mcu", "msp430fr2433BslWrite_sen %s", twin::cameraPath(path));
     return twin::callFails("msp430fr2433BslWrite_sen") ? -1 : twin::loadFirmware(Mcu::sensor, path);
