@@ -1,0 +1,176 @@
+// The daemon on real threads under more traffic than any camera sees.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "app/bus_keys.h"
+#include "app/startup.h"
+#include "control_state.h"
+#include "platform/clock.h"
+#include "platform/nbus.h"
+#include "session.h"
+#include "tests/twin_world.h"
+#include "twin/bus.h"
+#include "twin/files.h"
+#include "twin/settings.h"
+
+namespace {
+
+constexpr int kThreads = 4;
+constexpr double kSpeed = 20;
+
+// Boots the daemon in this process, on the real clock, and traces it into a file.
+class StormRealClock : public testing::Test {
+protected:
+    StormRealClock() {
+        std::string pattern = testing::TempDir() + "/kestrel-test-XXXXXX";
+        directory_ = mkdtemp(pattern.data());
+        twin::useRealClock(kSpeed);
+        EXPECT_EQ(twin::openFiles(directory_), "");
+        EXPECT_EQ(twin::makeHead({}, {{"pan.position", "10000"},
+                                      {"tilt.position", "2000"},
+                                      {"pan.counter", "10000"},
+                                      {"tilt.counter", "2000"}}),
+                  "");
+        std::ofstream(directory_ + kPositionFile) << positionFile(Positions{});
+        traceTo(directory_ + "/trace");
+        twin::startBus(twin::factorySettings());
+        twin::startActor(
+            "main", [](void*) { runKestrel(); }, nullptr);
+        until([] { return giMotorRunning == 0 && twin::busValue("lens.camN.position_pan"); });
+    }
+    ~StormRealClock() override {
+        // What the framework prints is captured like the daemon's lines.
+        const auto* const result = testing::UnitTest::GetInstance()->current_test_info()->result();
+        for (int i = 0; i < result->total_part_count(); ++i) {
+            std::fprintf(stderr, "%s\n", result->GetTestPartResult(i).message());
+        }
+        std::filesystem::remove_all(directory_);
+    }
+
+    template <typename Condition>
+    static void until(Condition condition) {
+        while (!condition()) {
+            sleepMicroseconds(10000);
+        }
+    }
+
+    // Sets that are all delivered and, where they are commands, taken, when this returns: the
+    // rotate command comes last in the queue and is taken after those of pan and tilt.
+    static void drain() {
+        constexpr int kRotate = 777;
+        twin::setFromOutside("lens.camN.rotate", "a:" + std::to_string(kRotate));
+        until([] { return giNewRotat == kRotate; });
+    }
+
+    template <typename Body>
+    static void onThreads(Body body) {
+        std::vector<std::thread> threads;
+        for (int i = 0; i < kThreads; ++i) {
+            threads.emplace_back(body, i);
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+    }
+
+    // The trace's lines that begin so, each cut to the number that follows.
+    std::vector<int> numbersAfter(const std::string& begin) const {
+        twin::flushOutput();
+        std::ifstream trace(directory_ + "/trace");
+        std::vector<int> numbers;
+        for (std::string line; std::getline(trace, line);) {
+            const std::size_t text = line.find(' ') + 1;
+            if (line.compare(text, begin.size(), begin) == 0) {
+                numbers.push_back(std::atoi(line.c_str() + text + begin.size()));
+            }
+        }
+        return numbers;
+    }
+
+private:
+    static void traceTo(const std::string& path) {
+        std::FILE* const output = stdout;
+        std::fflush(output);
+        const int descriptor = dup(STDOUT_FILENO);
+        const int file = creat(path.c_str(), 0600);
+        dup2(file, STDOUT_FILENO);
+        close(file);
+        twin::openOutput({.trace = true});
+        dup2(descriptor, STDOUT_FILENO);
+        close(descriptor);
+    }
+
+    std::string directory_;
+};
+
+// Every command carries a number of its own, which the daemon prints when it acts on it.
+TEST_F(StormRealClock, LosesNoLastCommandAndTakesNoneTwice) {
+    constexpr int kSets = 10000;
+    onThreads([](int thread) {
+        for (int i = 1 + thread; i <= kSets; i += kThreads) {
+            twin::setFromOutside("lens.camN.pan", "left:" + std::to_string(i));
+            twin::setFromOutside("lens.camN.tilt", "up:" + std::to_string(i));
+        }
+    });
+    drain();
+    struct Axis {
+        const char* set;
+        const char* taken;
+    };
+    constexpr Axis kAxes[] = {
+        {"cmd lens.camN.pan left:", "log iPanContinuous="},
+        {"cmd lens.camN.tilt up:", "log iTiltContinuous="},
+    };
+    for (const Axis& axis : kAxes) {
+        const std::vector<int> set = numbersAfter(axis.set);
+        const std::vector<int> taken = numbersAfter(axis.taken);
+        ASSERT_EQ(set.size(), static_cast<std::size_t>(kSets)) << axis.set;
+        ASSERT_FALSE(taken.empty()) << axis.taken;
+        EXPECT_EQ(taken.back(), set.back()) << axis.taken;
+        // In the order of the sets, and none twice: each comes after the one before it.
+        auto next = set.begin();
+        for (const int number : taken) {
+            next = std::find(next, set.end(), number);
+            ASSERT_NE(next, set.end()) << axis.taken << number;
+            ++next;
+        }
+    }
+    EXPECT_FALSE(twin::violationSeen());
+}
+
+TEST_F(StormRealClock, EveryKeyAtFullRateFromSeveralThreads) {
+    constexpr int kRounds = 100;
+    static constexpr const char* kValues[] = {
+        "on", "off",  "a:700", "r:-50",   "1,0,1", "home2",  "stop", "left",
+        "in", "near", "2:set", "2:go",    "all",   "auto",   "120",  "Z900",
+        "",   "up:3", "open",  "full_in", "AF",    "rotate", "3"};
+    onThreads([](int thread) {
+        std::array<char, 128> value{};
+        for (int round = 0; round < kRounds; ++round) {
+            for (const BusKey& row : busKeys()) {
+                const auto which = static_cast<std::size_t>(round * (thread + 1)) +
+                                   static_cast<std::size_t>(&row - busKeys().data());
+                twin::setFromOutside(row.key, kValues[which % std::size(kValues)]);
+                nbus_get(row.key, value.data(), value.size());
+            }
+        }
+    });
+    // Every handler has run by the time this one's effect is there.
+    twin::setFromOutside("demo.ptz.mode", "4711");
+    until([] { return giDemoPtzMode == 4711; });
+    EXPECT_FALSE(twin::violationSeen());
+}
+
+}  // namespace
