@@ -43,6 +43,7 @@ constinit SharedInt giTiltPower = 0;
 constinit SharedInt giZoomPower = 0;
 constinit SharedInt giFocusPower = 0;
 constinit SharedInt giRotatePower = 0;
+constinit SharedInt giLedPowerLoad = 0;
 constinit SharedInt giEncodeLoad = 0;
 constinit SharedInt giDenoiseLoad = 0;
 constinit SharedInt giWdrLoad = 0;

@@ -100,7 +100,9 @@ extern constinit SharedInt iPanMove, iTiltMove, iRotateMove, iZoomMove, iFocusMo
 
 // 0 none; 1 fast autofocus; 2, 5, 6 contrast sweep in that mode; 3 contrast sweep in mode 2.
 extern constinit SharedInt giAfRequest;
-// 0 none; else the homing request.
+// 0 none; 1 all, 10 all then autofocus, 2 rotate and lens, 3 pan and tilt, 4 lens, 5 pan, tilt and
+// rotate; 11 all at once, 12 likewise to the default lens position, then autofocus; 13 and 14
+// straight to preset 1 or 2.
 extern constinit SharedInt giHomeRequest;
 // -1 none; 1 to 4 store, 1001/1002 go, 2001/2002 delete.
 extern constinit SharedInt giActPreset;
@@ -127,6 +129,8 @@ extern constinit std::atomic<std::int64_t> gtMoveStart;
 
 // Present draw of the motors. Written by the axis layer, read by the supervision loop.
 extern constinit SharedInt giPanPower, giTiltPower, giZoomPower, giFocusPower, giRotatePower;
+// Draw of the LEDs as last sent. Written where they are sent, read by the supervision loop.
+extern constinit SharedInt giLedPowerLoad;
 // Draw of encoder, denoise and wide dynamic range, from their bus keys.
 extern constinit SharedInt giEncodeLoad, giDenoiseLoad, giWdrLoad;
 
@@ -138,7 +142,8 @@ extern constinit SharedInt giFlip, giMirror, giRotate;
 extern constinit SharedInt giInstall;
 // Orientation watch: 0 off, 1 "auto", 2 "rotate".
 extern constinit SharedInt giModeRotate;
-// Result of the motion sensor's identity check: 0 present, -1 absent or not yet checked.
+// Result of the motion sensor's identity check: 0 present, -1 absent or not yet checked. Written
+// once by the main thread.
 extern constinit SharedInt giGyroCheck;
 // -1 while the power supply is not ready, else 0.
 extern constinit SharedInt giPoeStatus;

@@ -15,6 +15,10 @@ std::int32_t parseDecimal(const char* text) {
     return number;
 }
 
+std::uint32_t parseHexadecimal(const char* text) {
+    return static_cast<std::uint32_t>(std::strtoul(text, nullptr, 16));
+}
+
 int parseIntList(const char* text, std::int32_t* slots, int count) {
     int stored = 0;
     while (stored < count) {

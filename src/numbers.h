@@ -7,6 +7,10 @@
 // for text that is no number.
 std::int32_t parseDecimal(const char* text);
 
+// The hexadecimal number that `text` begins with, with or without "0x", cut to 32 bits; 0 for text
+// that is no number.
+std::uint32_t parseHexadecimal(const char* text);
+
 // As `parseDecimal`, into `number`; false, leaving 0, for text that is no number.
 bool readDecimal(const char* text, std::int32_t& number);
 

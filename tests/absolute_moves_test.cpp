@@ -82,16 +82,6 @@ constexpr Move kMoves[] = {
 10 bus lens.camN.action.cmd done
 )",
      "iris", 40},
-    {"lens.camN.iris a:5", R"(
-0 bus lens.camN.irisstatus run
-0 log move iris Backward 35
-0 mcu setIrisBackward -86 35 5000
-0 bus demo.ptz.position.iris 5
-0 bus lens.camN.position_iris 5
-10 bus lens.camN.irisstatus stop
-10 bus lens.camN.action.cmd done
-)",
-     "iris", 5},
     {"lens.camN.rotate a:1000",
      "\n"
      "0 log Set ZFRPT Power:1\n"
@@ -128,26 +118,13 @@ constexpr Move kMoves[] = {
 90 bus lens.camN.position_tilt 1900
 )",
      "tilt", 1900},
-    {"lens.camN.pan a:11000", R"(
-0 log Pan Run 12000 -> 11000
-0 bus lens.camN.panstatus run
-0 log Set PanMotor.txt
-100 mcu setPanBackwardS 2 1000 250
-100 bus demo.ptz.position.pan 11000
-100 bus lens.camN.position_pan 11000
-190 bus lens.camN.panstatus stop
-190 bus lens.camN.action.cmd done
-190 log Pan Stop
-190 log Clean PanMotor.txt
-)",
-     "pan", 11000},
     // Asked to stay where it is, an axis only reports its end.
     {"lens.camN.pan r:0", R"(
 0 bus lens.camN.panstatus stop
 0 bus lens.camN.action.cmd done
 0 log Pan Stop
 )",
-     "pan", 11000},
+     "pan", 12000},
     {"lens.camN.zoom r:0", R"(
 0 bus lens.camN.zoomstatus stop
 0 bus lens.camN.action.cmd done
@@ -222,10 +199,12 @@ mcu setPowerDisable 0
 }
 
 TEST(AbsoluteMove, SupplyStaysOnUntilTheLastOfZoomFocusAndRotateRests) {
-    const Session run =
-        Camera(Positions{})
-            .run("run 1\nset lens.camN.zoom a:2000\nset lens.camN.rotate a:3033\nrun 2");
-    // 200 ms of zoom, 500 ms of rotate.
+    const Session run = Camera(Positions{})
+                            .run(
+                                "run 1\nset lens.camN.pan a:40000\nset lens.camN.zoom a:2000\n"
+                                "set lens.camN.rotate a:3033\nrun 3");
+    // 200 ms of zoom, 500 ms of rotate, which both start before the pan has waited its 100 ms; the
+    // pan's 2.5 s keep no supply on.
     EXPECT_EQ(run.trace.between(1, 3).about({"Power", "status stop"}).story(), R"(
 0 log Set ZFRPT Power:1
 0 mcu setPowerEnable 15

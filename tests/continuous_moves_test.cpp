@@ -1,6 +1,7 @@
 // Continuous moves: their steps, speeds and directions, and how they end.
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
 
 #include "session.h"
@@ -51,116 +52,69 @@ TEST(ContinuousTilt, StepsFromItsPositionUntilItsStop) {
     EXPECT_EQ(run.head()["tilt"]["position"], 1904);
 }
 
-// The words are given one after the other; the end comes two passes after the first step. The iris
-// knows no stop; a relative move of nothing ends it.
+// The words are given one after the other; the end comes two passes after the first step.
 struct Lens {
     const char* key;
     const char* word;
-    const char* end;
-    const char* story;
+    const char* order;
+    int positions[2];
 };
 
 constexpr Lens kLens[] = {
-    {"zoom", "in", "stop", R"(
-0 log Set ZFRPT Power:1
-0 mcu setPowerEnable 15
-0 bus lens.camN.zoomstatus run
-0 mcu setZoom8Backward -1 30 5000
-0 bus demo.ptz.position.zoom 1030
-0 bus lens.camN.position_zoom 1030
-10 mcu setZoom8Backward -1 30 5000
-10 bus demo.ptz.position.zoom 1060
-10 bus lens.camN.position_zoom 1060
-20 log Stop Zoom
-20 bus lens.camN.zoomstatus stop
-20 bus lens.camN.action.cmd done
-20 log Set ZFRPT Power:0
-20 mcu setPowerDisable 0
-)"},
-    {"zoom", "out", "stop", R"(
-0 log Set ZFRPT Power:1
-0 mcu setPowerEnable 15
-0 bus lens.camN.zoomstatus run
-0 mcu setZoom8Forward -1 30 5000
-0 bus demo.ptz.position.zoom 1030
-0 bus lens.camN.position_zoom 1030
-10 mcu setZoom8Forward -1 30 5000
-10 bus demo.ptz.position.zoom 1000
-10 bus lens.camN.position_zoom 1000
-20 log Stop Zoom
-20 bus lens.camN.zoomstatus stop
-20 bus lens.camN.action.cmd done
-20 log Set ZFRPT Power:0
-20 mcu setPowerDisable 0
-)"},
-    {"rotate", "forward", "stop", R"(
-0 log Set ZFRPT Power:1
-0 mcu setPowerEnable 15
-0 bus lens.camN.rotatestatus run
-0 mcu setRotatForward -3 30 5000
-0 bus demo.ptz.position.rotate 563
-0 bus lens.camN.position_rotate 563
-10 mcu setRotatForward -3 30 5000
-10 bus demo.ptz.position.rotate 593
-10 bus lens.camN.position_rotate 593
-20 bus lens.camN.rotatestatus stop
-20 bus lens.camN.action.cmd done
-20 log Set ZFRPT Power:0
-20 mcu setPowerDisable 0
-)"},
-    {"rotate", "backward", "stop", R"(
-0 log Set ZFRPT Power:1
-0 mcu setPowerEnable 15
-0 bus lens.camN.rotatestatus run
-0 mcu setRotatBackward -3 30 5000
-0 bus demo.ptz.position.rotate 563
-0 bus lens.camN.position_rotate 563
-10 mcu setRotatBackward -3 30 5000
-10 bus demo.ptz.position.rotate 533
-10 bus lens.camN.position_rotate 533
-20 bus lens.camN.rotatestatus stop
-20 bus lens.camN.action.cmd done
-20 log Set ZFRPT Power:0
-20 mcu setPowerDisable 0
-)"},
-    {"iris", "close", "r:0", R"(
-0 bus lens.camN.irisstatus run
-0 log move iris Forward 1
-0 mcu setIrisForward -86 1 5000
-0 bus demo.ptz.position.iris 1
-0 bus lens.camN.position_iris 1
-10 log move iris Forward 1
-10 mcu setIrisForward -86 1 5000
-10 bus demo.ptz.position.iris 2
-10 bus lens.camN.position_iris 2
-30 bus lens.camN.irisstatus stop
-30 bus lens.camN.action.cmd done
-)"},
-    {"iris", "open", "r:0", R"(
-0 bus lens.camN.irisstatus run
-0 log move iris Backward 1
-0 mcu setIrisBackward -86 1 5000
-0 bus demo.ptz.position.iris 1
-0 bus lens.camN.position_iris 1
-10 log move iris Backward 1
-10 mcu setIrisBackward -86 1 5000
-10 bus demo.ptz.position.iris 0
-10 bus lens.camN.position_iris 0
-30 bus lens.camN.irisstatus stop
-30 bus lens.camN.action.cmd done
-)"},
+    {"zoom", "in", "setZoom8Backward", {1030, 1060}},
+    {"zoom", "out", "setZoom8Forward", {1030, 1000}},
+    {"rotate", "forward", "setRotatForward", {563, 593}},
+    {"rotate", "backward", "setRotatBackward", {563, 533}},
+    {"iris", "close", "setIrisForward", {1, 2}},
+    {"iris", "open", "setIrisBackward", {1, 0}},
 };
+
+std::string lensStory(const Lens& lens) {
+    const std::string key = lens.key;
+    const bool iris = key == "iris";
+    std::ostringstream text;
+    text << '\n';
+    if (!iris) {
+        text << "0 log Set ZFRPT Power:1\n0 mcu setPowerEnable 15\n";
+    }
+    text << "0 bus lens.camN." << key << "status run\n";
+    for (int step = 0; step < 2; ++step) {
+        const int time = 10 * step;
+        if (iris) {
+            text << time << " log move iris " << lens.order + 7 << " 1\n";
+        }
+        text << time << " mcu " << lens.order
+             << (iris            ? " -86 1"
+                 : key == "zoom" ? " -1 30"
+                                 : " -3 30")
+             << " 5000\n";
+        for (const char* const family : {"demo.ptz.position.", "lens.camN.position_"}) {
+            text << time << " bus " << family << key << ' ' << lens.positions[step] << '\n';
+        }
+    }
+    if (iris) {
+        // The iris knows no stop; a relative move of nothing ends it, a pass later.
+        text << "30 bus lens.camN.irisstatus stop\n30 bus lens.camN.action.cmd done\n";
+        return text.str();
+    }
+    text << (key == "zoom" ? "20 log Stop Zoom\n" : "") << "20 bus lens.camN." << key
+         << "status stop\n20 bus lens.camN.action.cmd done\n20 log Set ZFRPT Power:0\n"
+         << "20 mcu setPowerDisable 0\n";
+    return text.str();
+}
 
 TEST(ContinuousLensMove, StepsEachPassUntilItsStop) {
     std::string script = "run 1\n";
     for (const Lens& lens : kLens) {
         const std::string set = std::string("set lens.camN.") + lens.key + " ";
-        script += set + lens.word + "\nrun 0.02\n" + set + lens.end + "\nrun 0.98\n";
+        const char* const end = lens.key == std::string("iris") ? "r:0" : "stop";
+        script += set + lens.word + "\nrun 0.02\n" + set + end + "\nrun 0.98\n";
     }
     const Session run = Camera(Positions{}).run(script);
     double start = 1.001;
     for (const Lens& lens : kLens) {
-        EXPECT_EQ(run.trace.between(start, start + 1).without({"cmd lens"}).story(), lens.story)
+        EXPECT_EQ(run.trace.between(start, start + 1).without({"cmd lens"}).story(),
+                  lensStory(lens))
             << lens.key << " " << lens.word;
         start += 1;
     }

@@ -184,7 +184,7 @@ protected:
     }
 };
 
-TEST_F(OrientationWatchSteps, MovesThatEndAreSeenButPresetRunsAreNot) {
+TEST_F(OrientationWatchSteps, MovesThatEndAreSeenAndPresetRunsInModeAuto) {
     build(0, {{"rotate.position", "533"}, {"tilt.position", "1280"}});
     GyroOpen();
     constexpr struct {
@@ -197,8 +197,8 @@ TEST_F(OrientationWatchSteps, MovesThatEndAreSeenButPresetRunsAreNot) {
         {1, "04 02 00 00", "1RPMode "},
         {1, "22 20 00", "1RPMode "},
         {1, "10 12 02 00 20 00", "1RPMode 1RPMode "},
-        {1, "33 30 30 00 00", ""},
-        {1, "03 00", ""},
+        {1, "33 30 30 00 00", "1RPMode "},
+        {1, "03 00", "1RPMode "},
         {1, "30 20 00", "1RPMode "},  // a manual move during the run
         {2, "20 20 00 00", "2PanMode "},
         {2, "04 02 00 00", "2RotateMode "},

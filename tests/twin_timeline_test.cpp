@@ -78,6 +78,23 @@ TEST_F(TwinTimeline, AnActorAloneStopsWhereTheConsoleStops) {
     EXPECT_THAT(happened(), ElementsAre("30 x"));
 }
 
+TEST_F(TwinTimeline, AGateLetsTheConsolePassAtTheInstantOfItsOpening) {
+    static twin::Gate gate;
+    twin::startActor(
+        "opener",
+        [](void*) {
+            sleepMicroseconds(10);
+            gate.open();
+            walk<'o', 7>(nullptr);
+        },
+        nullptr);
+    EXPECT_FALSE(gate.pass(gStart + 5));
+    EXPECT_EQ(twin::now(), gStart + 5);
+    EXPECT_TRUE(gate.pass(gStart + 1000));
+    EXPECT_EQ(twin::now(), gStart + 10);
+    EXPECT_FALSE(gate.pass(gStart + 20));
+}
+
 TEST_F(TwinTimeline, ThreadsOfTheDaemonAreActors) {
     pthread_t thread{};
     ASSERT_EQ(startThread(&thread,

@@ -68,10 +68,7 @@ std::string canonical(std::string_view key) {
 
 using Values = std::map<std::string, std::string, std::less<>>;
 
-bool isBelow(std::string_view key, std::string_view prefix) {
-    return key.size() > prefix.size() && key.starts_with(prefix);
-}
-
+// From here on come the keys that begin with the prefix and are longer, and then the others.
 Values::const_iterator firstBelow(const std::string& prefix) {
     return bus().values.upper_bound(prefix);
 }
@@ -173,7 +170,7 @@ std::map<std::string, std::string> busKeysBelow(const std::string& prefix) {
     const WorldLock world;
     const std::string begin = canonical(prefix);
     std::map<std::string, std::string> result;
-    for (auto i = firstBelow(begin); i != bus().values.end() && isBelow(i->first, begin); ++i) {
+    for (auto i = firstBelow(begin); i != bus().values.end() && i->first.starts_with(begin); ++i) {
         result.insert(*i);
     }
     return result;
@@ -256,10 +253,10 @@ int nbus_get_name(const char* prefix, int index, char* name, int size) {
     const std::string begin = twin::canonical(prefix);
     auto key = twin::firstBelow(begin);
     const auto end = twin::bus().values.cend();
-    for (int i = 0; i < index && key != end && twin::isBelow(key->first, begin); ++i) {
+    for (int i = 0; i < index && key != end && key->first.starts_with(begin); ++i) {
         ++key;
     }
-    if (index < 0 || key == end || !twin::isBelow(key->first, begin)) {
+    if (index < 0 || key == end || !key->first.starts_with(begin)) {
         return -1;
     }
     twin::copyOut(key->first, name, size);

@@ -152,11 +152,10 @@ constexpr ActionRow kActions[] = {
     {'C', false, Axis::pan, nullptr, sweepCalibration},
 };
 
-void printElapsed() {
+void printActionTime() {
     const std::int64_t start = gtMoveStart;
     giActionElapsedUs = rawMicroseconds() - start;
-    std::printf("Time:%lld.%06lld\n", static_cast<long long>(giActionElapsedUs / 1000000),
-                static_cast<long long>(giActionElapsedUs % 1000000));
+    printElapsed("Time", giActionElapsedUs);
 }
 
 void runAction(const ActionRow& row, const Action& action) {
@@ -165,7 +164,7 @@ void runAction(const ActionRow& row, const Action& action) {
             std::printf("%s:%d\n", row.positionName, axisPosition(row.axis));
         }
     } else if (row.run(action)) {
-        printElapsed();
+        printActionTime();
     }
 }
 

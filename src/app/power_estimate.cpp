@@ -10,8 +10,8 @@ namespace {
 constexpr std::int32_t kHoldPasses = 100;
 
 constexpr const SharedInt* kContributions[] = {
-    &giPanPower,    &giTiltPower,  &giZoomPower,   &giFocusPower,
-    &giRotatePower, &giEncodeLoad, &giDenoiseLoad, &giWdrLoad,
+    &giPanPower,     &giTiltPower,  &giZoomPower,   &giFocusPower, &giRotatePower,
+    &giLedPowerLoad, &giEncodeLoad, &giDenoiseLoad, &giWdrLoad,
 };
 
 // Last published total in hundredths of a watt, and how many passes a lower one has waited.

@@ -11,6 +11,7 @@
 #include "app/supervision_loop.h"
 #include "axis/position_store.h"
 #include "control_state.h"
+#include "mcu/firmware.h"
 #include "motion/lens_loop.h"
 #include "platform/encoder.h"
 #include "platform/nbus.h"
@@ -61,6 +62,7 @@ int runKestrel() {
     initialiseLocks();
     PTZShmInit();
     nbus_initial();
+    updateMcuFirmware();
     nbus_set("lens.camN.ptzstatus", "done");
     selectLensType();
     publishRanges();

@@ -7,6 +7,7 @@
 #include "app/power_estimate.h"
 #include "axis/marker_files.h"
 #include "control_state.h"
+#include "lighting/led_composition.h"
 #include "motion/command_words.h"
 #include "numbers.h"
 #include "orientation/motion_sensor.h"
@@ -18,6 +19,7 @@ namespace {
 constexpr int kPassMicroseconds = 10000;
 
 struct LoopState {
+    LedComposition leds;
     std::int32_t lastIrisTable = -1;
 };
 
@@ -82,9 +84,16 @@ bool exitWanted() {
 }
 
 void runPass(LoopState& state) {
+    followManualColor(state.leds);
     handOverCommands();
+    drawLights(state.leds);
+    followLedTestMode(state.leds);
+    runDemoLedMode(state.leds);
+    maskDisabledLeds(state.leds);
+    applyChangedLeds(state.leds);
     followIrisTable(state);
     runPendingDemoAction();
+    endLedStep(state.leds);
     replaceIfUnchanged(giFwUpdate, 1, 0);
     publishPowerConsumption();
 }
@@ -93,6 +102,7 @@ void runPass(LoopState& state) {
 
 void superviseUntilExit() {
     giGyroCheck = GyroCheckId();
+    initialiseLeds();
     checkHomeFile();
     LoopState state;
     while (!exitWanted()) {

@@ -8,7 +8,7 @@ inline constexpr int kZoomCode = -1;
 inline constexpr int kFocusCode = -56;
 inline constexpr int kIrisCode = -86;
 inline constexpr int kRotateCode = -3;
-// First argument of the drives to the end stops.
+// First argument of the lens axes' drives to the end stops, but for the iris of a full home.
 inline constexpr int kDriveCode = -1;
 // Speeds.
 inline constexpr int kPanSpeed = 250;

@@ -6,8 +6,12 @@
 #include "axis/motor_codes.h"
 #include "control_state.h"
 #include "motion/absolute_moves.h"
+#include "motion/autofocus_requests.h"
 #include "motion/continuous_moves.h"
+#include "motion/homing.h"
 #include "motion/lens_loop_state.h"
+#include "motion/preset_run.h"
+#include "motion/presets.h"
 #include "motion/publication.h"
 #include "motion/rotate_requests.h"
 #include "orientation/motion_sensor.h"
@@ -48,6 +52,8 @@ bool exitWanted() {
 }
 
 void runPass(LensLoopState& state) {
+    // An autofocus that this pass itself asks for is served by the next.
+    const std::int32_t autofocus = giAfRequest;
     continuousFocus(state);
     continuousZoom(state);
     continuousRotate(state);
@@ -59,7 +65,11 @@ void runPass(LensLoopState& state) {
     continuousTilt(state);
     continuousIris(state);
     startAbsoluteMoves(state);
+    serveAutofocusRequest(autofocus);
+    servePresetRequest(state);
+    followPresetGoal(state);
     completeMoves();
+    serveHomeRequest();
     publishAndPace();
 }
 

@@ -4,17 +4,20 @@
 #include <cstdint>
 #include <optional>
 
-// The preset goal; -1 = no goal for that axis, all -1 = no preset run.
+inline constexpr std::int32_t kNoGoal = -1;
+
+// The preset goal; without any, there is no preset run.
 struct PresetTargets {
-    std::int32_t pan = -1;
-    std::int32_t tilt = -1;
-    std::int32_t rotate = -1;
-    std::int32_t zoom = -1;
-    std::int32_t focus = -1;
+    std::int32_t pan = kNoGoal;
+    std::int32_t tilt = kNoGoal;
+    std::int32_t rotate = kNoGoal;
+    std::int32_t zoom = kNoGoal;
+    std::int32_t focus = kNoGoal;
 };
 
 struct LensLoopState {
     PresetTargets presetGoal;
+    std::int32_t previousPresetResult = 0;
     std::int32_t rememberedRotate = 0;  // `giRotate` as last seen
     // `giRotate` as the orientation watch of this pass left it; none if it did not look.
     std::optional<std::int32_t> watchedRotate;

@@ -31,14 +31,18 @@ void publishStatus(Axis axis, const char* status) {
     nbus_set(axisRow(axis).statusKey, status);
 }
 
-void publishAllStatuses(const char* status) {
-    for (const AxisRow& row : kAxes) {
-        nbus_set(row.statusKey, status);
+void publishStatuses(std::initializer_list<Axis> axes, const char* status) {
+    for (const Axis axis : axes) {
+        publishStatus(axis, status);
     }
 }
 
 void publishActionDone() {
     nbus_set("lens.camN.action.cmd", "done");
+}
+
+void publishPresetDone() {
+    nbus_set("lens.camN.act_preset", "done");
 }
 
 void publishMoveEnd(Axis axis) {

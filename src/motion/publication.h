@@ -2,17 +2,21 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 
 #include "axis/axes.h"
 
 // Sets the axis's status key: "run" when a move starts, "stop" when it ends.
 void publishStatus(Axis axis, const char* status);
 
-// Sets the status keys of all six axes.
-void publishAllStatuses(const char* status);
+// Sets the status keys of the axes, in the order given.
+void publishStatuses(std::initializer_list<Axis> axes, const char* status);
 
 // Sets the action key to "done".
 void publishActionDone();
+
+// Sets the preset request key to "done".
+void publishPresetDone();
 
 // Ends a move on the bus: status "stop", then action "done".
 void publishMoveEnd(Axis axis);

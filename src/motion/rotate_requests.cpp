@@ -27,18 +27,16 @@ void level(LensLoopState& state) {
     setMotorPower(0);
 }
 
-// Mode "auto": mount detection once both axes rest.
+// Mode "auto": mount detection once both axes rest, also after a preset run; meant so.
 void watchForMount(LensLoopState& state) {
     const std::int32_t pan = iPanMove;
     const std::int32_t rotate = iRotateMove;
-    const std::int32_t previousPan = state.watchedPanMove;
-    const std::int32_t previousRotate = state.watchedRotateMove;
-    if (pan == previousPan && rotate == previousRotate) {
+    if (pan == state.watchedPanMove && rotate == state.watchedRotateMove) {
         return;
     }
     state.watchedPanMove = pan;
     state.watchedRotateMove = rotate;
-    if (pan == 0 && rotate == 0 && previousPan != kPresetRun && previousRotate != kPresetRun) {
+    if (pan == 0 && rotate == 0) {
         state.watchedRotate = RotateMode1RPMode();
     }
 }

@@ -1,0 +1,174 @@
+#include "motion/preset_run.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "axis/axis_driver.h"
+#include "control_state.h"
+#include "motion/publication.h"
+#include "motion/rest.h"
+#include "platform/clock.h"
+
+namespace {
+
+constexpr int kBusyPollMicroseconds = 10000;
+constexpr int kBusyPolls = 3000;
+constexpr int kSettleMicroseconds = 100000;
+constexpr std::int32_t kPanSpeed = 240;
+constexpr std::int32_t kTiltSpeed = 250;
+constexpr std::int32_t kPanStep = 256;
+constexpr std::int32_t kTiltAndRotateStep = 500;
+
+bool isDue(Axis axis, std::int32_t goal) {
+    return goal >= 0 && goal != axisPosition(axis);
+}
+
+// A step of at most `length` from the position towards the goal.
+std::int32_t stepTowards(Axis axis, std::int32_t goal, std::int32_t length) {
+    const std::int64_t position = axisPosition(axis);
+    const std::int64_t step = position > goal ? std::max<std::int64_t>(position - length, goal)
+                                              : std::min<std::int64_t>(position + length, goal);
+    return clampToAxis(axis, step);
+}
+
+// Lets the motor run out, and pulses the supply.
+void arrive(std::int32_t (*wait)()) {
+    sleepMicroseconds(kSettleMicroseconds);
+    wait();
+    setMotorPower(0);
+    sleepMicroseconds(kSettleMicroseconds);
+    setMotorPower(1);
+}
+
+// Idle on the very last poll counts as still busy too, as in every wait.
+bool panBecomesIdle() {
+    int polls = 0;
+    do {
+        sleepMicroseconds(kBusyPollMicroseconds);
+        ++polls;
+    } while (panIsBusy() != 0 && polls < kBusyPolls);
+    return polls < kBusyPolls;
+}
+
+// False if a manual command has replaced the axis's target meanwhile: its move abandons the run.
+bool beginStep(Axis axis, std::int32_t target) {
+    if (!replaceTarget(axis, target)) {
+        return false;
+    }
+    publishStatus(axis, "run");
+    return true;
+}
+
+void stepPan(std::int32_t goal) {
+    if (!panBecomesIdle()) {
+        return;
+    }
+    const std::int32_t target = stepTowards(Axis::pan, goal, kPanStep);
+    if (!beginStep(Axis::pan, target)) {
+        return;
+    }
+    setAxisPosition(Axis::pan, panMoveToSpeed(axisPosition(Axis::pan), target, kPanSpeed));
+    if (axisPosition(Axis::pan) == goal) {
+        arrive(panWaitIdle);
+    }
+}
+
+void stepTilt(std::int32_t goal) {
+    if (tiltIsBusy() != 0) {
+        return;
+    }
+    const std::int32_t target = stepTowards(Axis::tilt, goal, kTiltAndRotateStep);
+    if (!beginStep(Axis::tilt, target)) {
+        return;
+    }
+    setAxisPosition(Axis::tilt, tiltMoveToSpeed(axisPosition(Axis::tilt), target, kTiltSpeed));
+    if (axisPosition(Axis::tilt) == goal) {
+        arrive(tiltWaitIdle);
+    }
+}
+
+// Zoom and focus go the whole way in one move.
+void stepLens(Axis axis, std::int32_t goal, std::int32_t (*isReady)(),
+              std::int32_t (*moveTo)(std::int32_t current, std::int32_t target),
+              std::int32_t (*waitReady)()) {
+    if (isReady() != 0 || !beginStep(axis, goal)) {
+        return;
+    }
+    setAxisPosition(axis, moveTo(axisPosition(axis), clampToAxis(axis, goal)));
+    if (axisPosition(axis) == goal) {
+        arrive(waitReady);
+    }
+}
+
+void stepRotate(std::int32_t goal) {
+    if (rotateIsReady() != 0) {
+        return;
+    }
+    const std::int32_t target = stepTowards(Axis::rotate, goal, kTiltAndRotateStep);
+    if (!beginStep(Axis::rotate, target)) {
+        return;
+    }
+    setAxisPosition(Axis::rotate, rotateMoveTo(axisPosition(Axis::rotate), target));
+    if (axisPosition(Axis::rotate) == goal) {
+        sleepMicroseconds(kSettleMicroseconds);
+        rotateWaitReady();
+        sleepMicroseconds(kSettleMicroseconds);
+        setMotorPower(0);
+    }
+}
+
+constexpr AxisList kPresetAxes = {Axis::pan, Axis::rotate, Axis::tilt, Axis::zoom, Axis::focus};
+
+// A run that homing or autofocus interrupts goes on afterwards without entering anew: its axes stay
+// in state 0 and the supply off; meant so.
+void enterPresetRun() {
+    setMoveStates(kPresetAxes, 3);
+    std::printf("1.iRotateMove=%d\n", 3);
+}
+
+// A stored focus was announced by "run" and gets no "stop" here; meant so.
+void endPresetRun(LensLoopState& state) {
+    if (state.presetGoal.focus == kNoGoal) {
+        giAfRequest = 1;
+    }
+    setMoveStates(kPresetAxes, 0);
+    resetPresetGoal(state);
+    publishStatuses({Axis::pan, Axis::tilt, Axis::rotate, Axis::zoom}, "stop");
+    publishPresetDone();
+}
+
+}  // namespace
+
+void followPresetGoal(LensLoopState& state) {
+    const PresetTargets& goal = state.presetGoal;
+    const std::int32_t result = presetStep(goal.pan, goal.tilt, goal.rotate, goal.zoom, goal.focus);
+    if (result != state.previousPresetResult) {
+        std::printf("Preset mode=%d\n", result);
+        if (result == 1) {
+            enterPresetRun();
+        }
+    }
+    // Seen without a change, too: a run to where the head already stands ends with "done".
+    if (result == 0 && goal.pan >= 0) {
+        endPresetRun(state);
+    }
+    state.previousPresetResult = result;
+}
+
+std::int32_t presetStep(std::int32_t pan, std::int32_t tilt, std::int32_t rotate, std::int32_t zoom,
+                        std::int32_t focus) {
+    if (isDue(Axis::pan, pan)) {
+        stepPan(pan);
+    } else if (isDue(Axis::tilt, tilt)) {
+        stepTilt(tilt);
+    } else if (isDue(Axis::zoom, zoom)) {
+        stepLens(Axis::zoom, zoom, zoomIsReady, zoomMoveTo, zoomWaitReady);
+    } else if (isDue(Axis::focus, focus)) {
+        stepLens(Axis::focus, focus, focusIsReady, focusMoveTo, focusWaitReady);
+    } else if (isDue(Axis::rotate, rotate)) {
+        stepRotate(rotate);
+    } else {
+        return 0;
+    }
+    return 1;
+}
