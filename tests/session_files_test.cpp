@@ -8,6 +8,8 @@
 //   @bus KEY VALUE                A setting that the camera keeps,
 //   @head NAME VALUE              an entry of its mechanism's memory, or
 //   @fault WORDS                  a fault that is in force, when it is switched on.
+//   @file PATH [LINE]             A file with this line; none, where there is no line.
+//   @mount NAME                   Where it hangs, if not from the ceiling.
 //   @boot                         The trace counts from power-up, not from the first `set`.
 //   @all                          LEDs, sensor and power figure are in the trace, too.
 //   @show TEXT | TEXT...          Only trace lines with one of these texts count,
@@ -43,6 +45,7 @@ struct Boot {
     bool whole = false;
     bool everything = false;
     bool timed = true;
+    std::string mount = "ceiling";
     int status = 0;
 };
 
@@ -88,7 +91,8 @@ std::string transcript(const Boot& boot, const std::string& output) {
 }
 
 void play(const Camera& camera, const Boot& boot) {
-    const Session run = camera.run(boot.script);
+    const Session run =
+        camera.run(boot.script, {"--clock", "virtual", "--trace", "--mount", boot.mount});
     EXPECT_EQ(run.status, boot.status) << run.errors;
     EXPECT_EQ(transcript(boot, run.output), boot.expected);
 }
@@ -118,7 +122,7 @@ void take(const std::string& directive, std::optional<Camera>& camera, Boot& boo
     }
     std::string first;
     std::string rest;
-    if (word == "bus" || word == "head") {
+    if (word == "bus" || word == "head" || word == "file") {
         words >> first;
     }
     std::getline(words >> std::ws, rest);
@@ -138,6 +142,10 @@ void take(const std::string& directive, std::optional<Camera>& camera, Boot& boo
         boot.hidden = split(rest);
     } else if (word == "order") {
         boot.timed = false;
+    } else if (word == "file") {
+        rest.empty() ? camera->remove(first) : camera->write(first, rest + "\n");
+    } else if (word == "mount") {
+        boot.mount = rest;
     } else if (word == "exit") {
         boot.status = std::stoi(rest);
     } else {
