@@ -168,6 +168,20 @@ TEST(OrientationWatch, EachModeFollowsAPanOrARotateMoveOnce) {
     }
 }
 
+TEST(OrientationWatch, APresetRunIsFollowedInTheModeAutoOnly) {
+    for (const std::string mode : {"auto", "rotate"}) {
+        const Camera camera(Positions{.tilt = 3200});
+        camera.setting("lens.camN.preset1", "10600,3200,1000,800,700,0,0,0");
+        camera.setting("lens.camN.mode_rotate", mode);
+        const auto run = camera.run(
+            "run 0.1\nset lens.camN.act_preset 1:go\nwait lens.camN.act_preset done\nrun 2\n");
+        EXPECT_EQ(run.status, 0);
+        EXPECT_EQ(run.trace.count("log in RotateMode1RPMode"), mode == "auto" ? 1 : 0);
+        EXPECT_EQ(run.trace.count("log in RotateMode2"), 0);
+        EXPECT_EQ(run.trace.count("log in AutoSearch"), 0);
+    }
+}
+
 class OrientationWatchSteps : public TwinWorld {
 protected:
     // The lens loop's part in a head that lies level: the orientation functions that it calls.
