@@ -16,68 +16,12 @@ namespace {
 
 constexpr const char* kHomeFile = "/mnt/nand/Home.txt";
 
-auto runMounted(const Camera& camera, const char* mount, const std::string& script) {
-    return camera.run(script, {"--clock", "virtual", "--trace", "--mount", mount});
-}
-
 // How far the picture is from upright, in degrees: the direction that its settings take for up
 // against gravity's part in the picture's plane. With rotate on, up is along x instead of y.
 double degreesFromUpright(const nlohmann::json& gravity, bool flip, bool rotate) {
     const double x = flip ? -gravity[0].get<double>() : gravity[0].get<double>();
     const double y = flip ? -gravity[1].get<double>() : gravity[1].get<double>();
     return std::abs(rotate ? std::atan2(-y, x) : std::atan2(x, y)) * 180.0 / M_PI;
-}
-
-// The case found and where the search ends, worked out from the mount's geometry beside the daemon.
-constexpr struct {
-    const char* mount;
-    int pan, tilt;
-    const char* mode;  // image rotate
-    const char* marker;
-    const char* flip;
-    int rotate;
-} kSearches[] = {
-    {"ceiling", 10000, 0, "off", "000000", "on", 534},
-    {"ceiling", 10000, 4000, "off", "555555555", "off", 569},  // three wrong directions
-    {"ceiling", 10000, 5120, "off", "22222222", "off", 509},
-    {"ceiling", 10000, 0, "on", "99999", "on", 5599},
-    {"ceiling", 10000, 3200, "on", "1111111", "off", 5624},
-    {"ceiling", 10000, 4800, "on", "888888", "off", 5610},
-    {"desktop", 10000, 1900, "off", "13131313", "on", 537},
-    {"desktop", 10000, 4800, "off", "000000", "on", 533},
-    {"desktop", 10000, 3200, "on", "33333333", "on", 5592},
-    {"wall0", 10000, 1400, "off", "7777777", "on", 6090},
-    {"wall90", 10000, 1400, "on", "555555555", "off", 6093},
-    {"wall180", 10000, 3200, "on", "1111111", "off", 10666},  // no upright within the range
-    {"wall90", 10000, 5120, "off", "13131313", "on", 0},      // nor here
-    {"wall90", 0, 3200, "on", "6666666", "on", 526},          // upwards, after another search
-};
-
-TEST(OrientationLevelling, EveryCaseOfBothTables) {
-    for (const auto& each : kSearches) {
-        SCOPED_TRACE(testing::Message() << each.mount << " " << each.tilt << " " << each.mode);
-        const std::string marker = each.marker;
-        const Camera camera(Positions{.pan = each.pan, .tilt = each.tilt});
-        camera.setting("image.camN.rotate", each.mode);
-        std::string script = "run 0.1\n";
-        if (marker == "6666666") {
-            script +=
-                "set lens.camN.rotate auto\nwait lens.camN.rotatestatus stop\n"
-                "set lens.camN.rotate a:500\nwait lens.camN.rotatestatus stop\n";
-        }
-        script += "set lens.camN.rotate autov\nwait lens.camN.rotatestatus stop\nhead\n";
-        const auto run = runMounted(camera, each.mount, script);
-        const auto search = run.trace.after("cmd lens.camN.rotate autov");
-        EXPECT_EQ(search.about({"log " + marker, "bus image", "log +", "log -"}).lines(),
-                  std::string("\nbus image.camN.flip ") + each.flip + "\nbus image.camN.mirror " +
-                      each.flip + "\n" + (each.rotate == 0 ? "log ------\n" : "") + "log " +
-                      marker + "\n");
-        EXPECT_EQ(run.head()["rotate"]["position"], each.rotate);
-        // One case alone prints its marker before its servo runs.
-        const bool early = marker == "555555555" && std::string(each.mode) == "on";
-        EXPECT_EQ(search.about({"log " + marker, "log Reached"}).events.front().text == marker,
-                  early);
-    }
 }
 
 // From several starts, mostly by a search like the one before, which begins at the nearer end.
@@ -99,7 +43,8 @@ TEST(OrientationLevelling, ThePictureComesUprightOnCeilingAndDesktop) {
             }
             const Camera camera(Positions{.rotate = 8000});
             camera.setting("image.camN.rotate", rotate ? "on" : "off");
-            const auto run = runMounted(camera, mount.c_str(), script);
+            const auto run =
+                camera.run(script, {"--clock", "virtual", "--trace", "--mount", mount});
             EXPECT_EQ(run.status, 0);
             int searches = 0;
             for (std::size_t i = 0; i + 1 < run.answers.size(); ++i) {
@@ -173,18 +118,6 @@ TEST(OrientationLevelling, TheHomeMarkerLeadsToLevellingAtTheNextBoot) {
     EXPECT_EQ(camera.run("run 3").trace.count("log Gyro not ready"), 0);
     camera.setting("lens.camN.mode_rotate", "auto");
     EXPECT_EQ(camera.run("run 3").trace.count("log Gyro not ready"), 1);
-}
-
-TEST(OrientationLevelling, AMotorThatIsNeverReadyHoldsTheSearchUp) {
-    const Camera camera(Positions{.tilt = 3200, .rotate = 533});
-    const auto run = camera.run(
-        "run 0.1\nfault axis rotate never-ready\n"
-        "set lens.camN.rotate auto\nrun 300\nfault clear\n"
-        "wait lens.camN.rotatestatus stop\nhead\n");
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.trace.between(0, 300).count("mcu setRotat"), 0);
-    EXPECT_GT(run.trace.between(0, 300).count("log target_angle=360.00,"), 10);
-    EXPECT_LT(degreesFromUpright(run.head()["gravity"], false, false), 5);
 }
 
 class OrientationSweep : public TwinWorld {};
