@@ -116,7 +116,6 @@ TEST_F(TwinTimeline, TheRawClockFollows) {
 }
 
 TEST_F(TwinTimeline, TheGuardNamesAnActorThatNeverYields) {
-    testing::FLAGS_gtest_death_test_style = "threadsafe";
     EXPECT_EXIT(
         {
             twin::startWatch(1);
