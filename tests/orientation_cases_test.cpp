@@ -1,7 +1,7 @@
 // The case tables of levelling and mount detection at their bounds.
 #include <gtest/gtest.h>
 
-#include <cstdio>
+#include <cstdlib>
 #include <map>
 #include <sstream>
 #include <string>
@@ -31,22 +31,18 @@ void expectBounds(const std::string& name, const Angles& base, const std::string
     EXPECT_EQ(classify(base), name);
     std::istringstream stream(bounds);
     for (std::string text; stream >> text;) {
-        char angle[4] = {};
-        char side = 0;
-        char inclusive = 0;
-        float bound = 0;
-        const bool closed =
-            std::sscanf(text.c_str(), "%3[^<>]%c%[=]%f", angle, &side, &inclusive, &bound) == 4;
-        ASSERT_TRUE(closed || std::sscanf(text.c_str(), "%3[^<>]%c%f", angle, &side, &bound) == 3);
-        const std::size_t beyond = text.find('=', closed ? text.find('=') + 1 : 0);
-        const float outwards = side == '<' ? 0.001F : -0.001F;
+        const std::size_t side = text.find_first_of("<>");
+        const bool closed = text[side + 1] == '=';
+        char* rest = nullptr;
+        const float bound = std::strtof(text.c_str() + side + (closed ? 2 : 1), &rest);
+        const std::string beyond = *rest == '=' ? rest + 1 : "none";
+        const float outwards = text[side] == '<' ? 0.001F : -0.001F;
         Angles angles = base;
-        float& value = angles.*angleNames.at(angle);
+        float& value = angles.*angleNames.at(text.substr(0, side));
         value = closed ? bound : bound - outwards;
         EXPECT_EQ(classify(angles), name) << "inside " << text;
         value = closed ? bound + outwards : bound;
-        EXPECT_EQ(classify(angles), beyond == std::string::npos ? "none" : text.substr(beyond + 1))
-            << "beyond " << text;
+        EXPECT_EQ(classify(angles), beyond) << "beyond " << text;
     }
 }
 

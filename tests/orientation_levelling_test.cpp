@@ -334,4 +334,29 @@ TEST_F(OrientationSweep, VisitsTheRangeFromItsEndAndGivesUp) {
     }
 }
 
+// A step that an end cuts short still counts, however little it changes.
+TEST_F(OrientationSweep, TheServoJudgesTheStepThatEndsAtALimit) {
+    build(0, {{"pan.position", "0"}, {"tilt.position", "640"}, {"rotate.position", "100"}});
+    gLensRange[kRotateMaximum] = 10666;
+    setAxisPosition(Axis::rotate, 100);
+    RotateDrive drive = {100};
+    testing::internal::CaptureStdout();
+    RotateToPitch(drive, 270);
+    std::string turns;
+    std::istringstream lines(testing::internal::GetCapturedStdout());
+    for (std::string line; std::getline(lines, line);) {
+        turns += line.starts_with("Wrong") ? line.substr(line.find("...") + 3) + " " : "";
+    }
+    EXPECT_EQ(turns, "-1 1 -1 ");
+
+    // Not worse: no second look, which would take 100 ms. 25 steps and the way back to the first.
+    fault("sensor-frozen");
+    gLensRange[kRotateMaximum] = 450;
+    setAxisPosition(Axis::rotate, 400);
+    drive.target = 400;
+    const twin::Microseconds start = twin::now();
+    RotateToYaw(drive, 360);
+    EXPECT_EQ(twin::now() - start, 25 * 43'000 + 83'000);
+}
+
 }  // namespace

@@ -78,6 +78,19 @@ bus image.camN.mirror off
 bus image.camN.flip off
 bus image.camN.rotate off
 )"},
+    // Not classified: what was before.
+    {"auto", "wall90", 3200, 5600, "pan a:10100", R"(
+log in RotateMode1RPMode
+log x:4.86 y:1.36 z:8.41
+log 3.Pos:10100 xyzPitch: -29.68, zyxPitch: -7.98, yzxPitch: -59.05, yzRoll: 9.20, xzRoll: -30.00, xyRoll: -74.34, zxRoll: -60.00
+log [marlin] !!!! xyz+yzx
+log 
+log [marlin] !!!! xyz+yzx pitch_sum=-88.73 xyz_pitch_360:330.32 yzx_pitch_360:239.05
+log all mode:0
+bus image.camN.mirror off
+bus image.camN.flip on
+bus image.camN.rotate off
+)"},
     {"rotate", "ceiling", 3200, 533, "rotate a:600", R"(
 log iRotateMove=4 0
 bus lens.camN.rotatestatus run
@@ -138,6 +151,7 @@ TEST(OrientationWatch, EachModeFollowsAPanOrARotateMoveOnce) {
         SCOPED_TRACE(std::string(move.mode) + " " + move.mount + " " + move.word);
         const Camera camera(Positions{.tilt = move.tilt, .rotate = move.rotate});
         camera.setting("lens.camN.mode_rotate", move.mode);
+        camera.setting("image.camN.flip", "on");
         const auto run =
             camera.run(std::string("run 0.1\nset lens.camN.") + move.word + "\nrun 3\n",
                        {"--clock", "virtual", "--trace", "--mount", move.mount});
@@ -159,6 +173,7 @@ protected:
     // The lens loop's part in a head that lies level: the orientation functions that it calls.
     static std::string called(LensLoopState& state) {
         testing::internal::CaptureStdout();
+        giRotate = 0;
         watchOrientation(state);
         std::istringstream lines(testing::internal::GetCapturedStdout());
         std::string calls;
@@ -207,6 +222,10 @@ TEST_F(OrientationWatchSteps, MovesThatEndAreSeenAndPresetRunsInModeAuto) {
                 calls += called(state);
             }
             EXPECT_EQ(calls, check == 0 ? row.calls : "");
+            // A turned picture, chosen without waiting for the bus.
+            if (calls == "2RotateMode ") {
+                EXPECT_EQ(state.watchedRotate, 1);
+            }
         }
     }
     // With the mode off nothing is noted: what ended meanwhile shows when the mode comes on.
@@ -217,6 +236,22 @@ TEST_F(OrientationWatchSteps, MovesThatEndAreSeenAndPresetRunsInModeAuto) {
         giModeRotate = mode;
         iPanMove = pan;
         EXPECT_EQ(called(state), calls);
+    }
+}
+
+TEST_F(OrientationWatchSteps, LevellingAbandonsAPresetRun) {
+    build(0, {{"rotate.position", "533"}, {"tilt.position", "3200"}});
+    for (const bool ready : {false, true}) {
+        giAutoRotate = 1;
+        giPoeStatus = ready ? 0 : -1;
+        giGyroCheck = 0;
+        LensLoopState state;
+        state.presetGoal.pan = 5;
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(serveRotateRequest(state), ready);
+        testing::internal::GetCapturedStdout();
+        EXPECT_EQ(state.presetGoal.pan, ready ? -1 : 5);
+        EXPECT_EQ(giAutoRotate, ready ? 0 : 1);
     }
 }
 
