@@ -126,6 +126,26 @@ TEST(NeverReadyMotor, IsTriedAgainAndAgainAndMovesWhenItAnswers) {
     }
 }
 
+TEST(NeverReadyMotor, TakesNoContinuousStepUntilItAnswers) {
+    struct Case {
+        const char* axis;
+        const char* word;
+        const char* order;
+    };
+    constexpr Case kCases[] = {
+        {"zoom", "in", "mcu setZoom8Backward -1 30 5000"},
+        {"rotate", "forward", "mcu setRotatForward -3 30 5000"},
+    };
+    for (const Case& each : kCases) {
+        const std::string axis = each.axis;
+        const Session run = Camera(Positions{})
+                                .run("run 1\nfault axis " + axis + " never-ready\nset lens.camN." +
+                                     axis + " " + each.word + "\nrun 5\nfault clear\nrun 1");
+        EXPECT_EQ(run.trace.between(1, 6).about({"mcu set", "status"}).lines(), "\n") << axis;
+        EXPECT_GE(run.trace.between(6, 7).count(each.order), 3) << axis;
+    }
+}
+
 TEST(NeverIdlePan, IsOrderedAfterItsTimeOutAndHoldsBackItsEnd) {
     const Session run = Camera(Positions{})
                             .run(

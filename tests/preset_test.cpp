@@ -237,6 +237,34 @@ bus lens.camN.act_preset done
     EXPECT_EQ(run.head()["pan"]["position"], 30000);
 }
 
+TEST(Preset, AnAxisThatIsNotReadyIsSteppedAsSoonAsItIs) {
+    struct Case {
+        const char* axis;
+        const char* order;
+        int goal;
+    };
+    constexpr Case kCases[] = {
+        {"tilt", "mcu setTilt", 2600},
+        {"zoom", "mcu setZoom8", 1200},
+        {"focus", "mcu setFocus8", 900},
+        {"rotate", "mcu setRotat", 700},
+    };
+    for (const Case& each : kCases) {
+        const std::string axis = each.axis;
+        const Session run =
+            Camera(Positions{})
+                .run("run 1\nset lens.camN.preset1 10000,2600,1200,900,700,0,0,0\nfault axis " +
+                     axis +
+                     " never-ready\nset lens.camN.act_preset 1:go\nrun 30\nfault clear\nrun "
+                     "90\ncheck\n"
+                     "head\n");
+        EXPECT_EQ(run.trace.between(1, 31).count(each.order), 0) << axis;
+        EXPECT_GE(run.trace.between(31, 121).count(each.order), 1) << axis;
+        EXPECT_EQ(run.head()[axis]["position"], each.goal) << axis;
+        EXPECT_EQ(run.trace.count("bus lens.camN.act_preset done"), 1) << axis;
+    }
+}
+
 TEST(Preset, AWordDuringHomingIsServedAfterIt) {
     Camera camera{Positions{}};
     camera.fault("sensor-absent");
