@@ -142,7 +142,8 @@ extern constinit SharedInt giFlip, giMirror, giRotate;
 extern constinit SharedInt giInstall;
 // Orientation watch: 0 off, 1 "auto", 2 "rotate".
 extern constinit SharedInt giModeRotate;
-// Result of the motion sensor's identity check: 0 present, -1 absent or not yet checked.
+// Result of the motion sensor's identity check: 0 present, -1 absent or not yet checked. Written
+// once by the main thread.
 extern constinit SharedInt giGyroCheck;
 // -1 while the power supply is not ready, else 0.
 extern constinit SharedInt giPoeStatus;

@@ -86,7 +86,8 @@ double sharpness(Area area, int zoom, int focus) {
     const double sharpest =
         focusFor(zoom) + faultValue(Fault::sceneOffset) + kAreaOffsets[static_cast<int>(area)];
     const double distance = (focus - sharpest) / kPeakWidth;
-    return kFlat + kContrast / (1.0 + distance * distance);
+    const double fall = 1.0 + distance * distance;
+    return kFlat + kContrast / (fall * fall);
 }
 
 }  // namespace twin

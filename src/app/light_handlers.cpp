@@ -57,7 +57,7 @@ void takeOnvifList(const char* value) {
 
 void takeRelay(const char* key, const char* value) {
     for (int relay = 0; relay < kRelays; ++relay) {
-        char name[16] = {};
+        char name[24] = {};
         std::snprintf(name, sizeof name, ".relay1%d.", relay);
         if (!contains(key, name)) {
             continue;

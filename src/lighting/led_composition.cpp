@@ -11,8 +11,6 @@
 #include "platform/clock.h"
 #include "platform/motor_mcu.h"
 
-constinit std::atomic<std::int64_t> gtLightTime = 0;
-
 namespace {
 
 constexpr std::int32_t kFirstDemoMode = 1;
@@ -25,8 +23,8 @@ constexpr char kTestStatusKey[] = "lens.camN.light.test_status";
 // 1 while the full white demo mode holds the extra power supply on.
 std::int32_t giPowerBoost = 0;
 
-void refreshLightTime() {
-    gtLightTime = readRawClock().tv_sec;
+void refreshLightTime(LedComposition& leds) {
+    leds.time = readRawClock().tv_sec;
 }
 
 // 1 for the first entry of the event orders, 0 if no event is on.
@@ -161,7 +159,7 @@ void applyChangedLeds(LedComposition& leds) {
     if (leds.words == leds.applied && !limitChanged) {
         return;
     }
-    refreshLightTime();
+    refreshLightTime(leds);
     giLedPower = giLedPowerApplied.load();
     const LedGroup group = groupA(leds.words);
     std::printf("Set LED %d %d %d %d %d %d\n", leds.step, giHomeRequest.load(),
@@ -178,5 +176,5 @@ void endLedStep(LedComposition& leds) {
     if (leds.step == kCycleSteps) {
         leds.step = 0;
     }
-    refreshLightTime();
+    refreshLightTime(leds);
 }

@@ -6,13 +6,9 @@
 // sent. The manual demo colour is sent past all this, and stays on until other words are sent.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 
 #include "lighting/led_words.h"
-
-// The lighting's clock: raw monotonic second of its last refresh, comparable with `gaOnvifTime`.
-extern constinit std::atomic<std::int64_t> gtLightTime;
 
 struct ManualColor {
     std::int32_t red, green, blue, white;
@@ -22,6 +18,9 @@ struct ManualColor {
 // What the composition keeps from pass to pass.
 struct LedComposition {
     std::int32_t step = 0;
+    // The lighting's clock: raw monotonic second of its last refresh, comparable with
+    // `gaOnvifTime`.
+    std::int64_t time = 0;
     LedWords words = {};
     // All ones, so that the first pass sends.
     LedWords applied = {0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF,

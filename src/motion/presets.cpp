@@ -7,6 +7,7 @@
 #include "motion/preset_record.h"
 #include "motion/publication.h"
 #include "motion/rest.h"
+#include "orientation/image_settings.h"
 #include "platform/nbus.h"
 
 namespace {
@@ -40,9 +41,9 @@ bool isOnOff(std::int32_t value) {
     return value == 0 || value == 1;
 }
 
-void publishOnOff(const char* key, std::int32_t value) {
+void publishIfOnOff(const char* key, std::int32_t value) {
     if (isOnOff(value)) {
-        nbus_set(key, value == 1 ? "on" : "off");
+        publishImageSetting(key, value == 1);
     }
 }
 
@@ -50,11 +51,11 @@ void publishOnOff(const char* key, std::int32_t value) {
 void takeOrientation(const PresetRecord& record, LensLoopState& state) {
     if (isOnOff(record.imageRotate)) {
         giRotate = record.imageRotate;
-        state.rememberedRotate = record.imageRotate;
+        rememberRotate(state, record.imageRotate);
     }
-    publishOnOff("image.camN.rotate", record.imageRotate);
-    publishOnOff("image.camN.mirror", record.mirror);
-    publishOnOff("image.camN.flip", record.flip);
+    publishIfOnOff(kRotateKey, record.imageRotate);
+    publishIfOnOff(kMirrorKey, record.mirror);
+    publishIfOnOff(kFlipKey, record.flip);
 }
 
 // The line names preset 1 for both; meant so.

@@ -66,12 +66,15 @@ void watchForTurns(LensLoopState& state) {
 
 bool serveRotateRequest(LensLoopState& state) {
     const std::int32_t request = giAutoRotate;
-    if (request == 3) {
+    const bool levelling = request == 1 || request == 2;
+    if (!levelling && request != 3) {
+        return false;
+    }
+    if (levelling && (giPoeStatus != 0 || giMotorRunning != 0)) {
+        return false;
+    }
+    if (!levelling) {
         runRotateTest();
-    } else if (request != 1 && request != 2) {
-        return false;
-    } else if (giPoeStatus != 0 || giMotorRunning != 0) {
-        return false;
     } else if (giGyroCheck == 0) {
         level(state);
     } else {

@@ -12,8 +12,8 @@ bool serveRotateRequest(LensLoopState& state);
 // Ends the rotate move of a preset run.
 void completePresetRotate();
 
-// In the rotate modes, has the image orientation follow a pan or rotate move that has ended, but
-// not a preset run.
+// In the rotate modes, has the image orientation follow a pan or rotate move that has ended; in
+// mode "rotate" not after a preset run.
 void watchOrientation(LensLoopState& state);
 
 // Requests levelling when the image-rotate setting has changed.

@@ -9,12 +9,10 @@
 #include "axis/marker_files.h"
 #include "control_state.h"
 #include "orientation/image_settings.h"
-#include "platform/clock.h"
 
 namespace {
 
 constexpr std::int32_t kSweepStep = 200;
-constexpr int kMoveStartMicroseconds = 10000;
 
 // Mode of the search before; -1 before the first.
 constinit SharedInt giLastSearchMode = -1;
@@ -83,9 +81,7 @@ std::int32_t AutoSearch(std::int32_t mode) {
     RotateDrive drive = takeRotateDrive();
     std::int32_t target = down ? upperEnd : 0;
     for (;;) {
-        driveRotateTo(drive, target);
-        sleepMicroseconds(kMoveStartMicroseconds);
-        rotateWaitReady();
+        driveRotateAndWait(drive, target);
         const Attitude attitude = GyroGetAttitude();
         printAttitude(3, attitude);
         if (const SearchCase* found = findSearchCase(mode, attitude)) {

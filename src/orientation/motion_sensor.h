@@ -13,8 +13,9 @@ struct Acceleration {
     float z;
 };
 
-// Opens the bus and programs the sensor, once per process. 0 if it is (now) open, which says
-// nothing about the sensor itself, or -1; the next call then tries again.
+// Opens the bus and programs the sensor, unless it is open. 0 if it is (now) open, which says
+// nothing about the sensor itself, or -1; the next call then tries again. The first calls of the
+// main and the lens thread are not held apart: both may program the sensor.
 std::int32_t GyroOpen();
 
 // Opens the sensor and reads its identity: 0 if it is the expected one, else -1.

@@ -60,10 +60,14 @@ std::int32_t stepFor(float error) {
                       kLargestStep);
 }
 
+void sendRotateTo(RotateDrive& drive, std::int32_t target) {
+    replaceTarget(Axis::rotate, target);
+    drive.target = target;
+    setAxisPosition(Axis::rotate, rotateMoveTo(axisPosition(Axis::rotate), target));
+}
+
 Attitude turnAndLook(RotateDrive& drive, std::int64_t steps) {
-    driveRotateTo(drive, cutToInt32(drive.target + steps));
-    sleepMicroseconds(kMoveStartMicroseconds);
-    rotateWaitReady();
+    driveRotateAndWait(drive, cutToInt32(drive.target + steps));
     sleepMicroseconds(kSettleMicroseconds);
     return GyroGetAttitude();
 }
@@ -139,7 +143,7 @@ void returnToBest(const ServoRun& run, RotateDrive& drive) {
     if (run.bestPosition == kNoPosition) {
         return;
     }
-    driveRotateTo(drive, run.bestPosition);
+    sendRotateTo(drive, run.bestPosition);
     sleepMicroseconds(kSettleMicroseconds);
     rotateWaitReady();
 }
@@ -167,10 +171,10 @@ RotateDrive takeRotateDrive() {
     return {gaTargetSeen[static_cast<std::size_t>(Axis::rotate)]};
 }
 
-void driveRotateTo(RotateDrive& drive, std::int32_t target) {
-    replaceTarget(Axis::rotate, target);
-    drive.target = target;
-    setAxisPosition(Axis::rotate, rotateMoveTo(axisPosition(Axis::rotate), target));
+void driveRotateAndWait(RotateDrive& drive, std::int32_t target) {
+    sendRotateTo(drive, target);
+    sleepMicroseconds(kMoveStartMicroseconds);
+    rotateWaitReady();
 }
 
 void RotateToPitch(RotateDrive& drive, float targetAngle) {

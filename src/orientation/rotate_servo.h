@@ -14,9 +14,9 @@ struct RotateDrive {
 // A run that starts at the target as last seen.
 RotateDrive takeRotateDrive();
 
-// Sends the axis to `target` (clamped to its range by the move) and stores the position that it
-// will have.
-void driveRotateTo(RotateDrive& drive, std::int32_t target);
+// Sends the axis to `target` (clamped to its range by the move), stores the position that it will
+// have, and waits until it is there.
+void driveRotateAndWait(RotateDrive& drive, std::int32_t target);
 
 // Bring pitch or yaw to `targetAngle` (degrees in 0..360; 360 stands for level). They end within
 // half a degree, after the third turn, or at an end of the rotate range, and have no time limit. An

@@ -20,15 +20,15 @@ int nbus_initial(void);
 // byte; the caller's own sets come back too. 0 on success.
 int nbus_listen(const char* key, nbus_handler handler);
 
-// Copies the value of `key` into `value`, cut to `size` - 1 bytes and terminated. 0 on success, also
-// for an empty value; non-zero if there is no such key, and then `value` is untouched.
+// Copies the value of `key` into `value`, cut to `size` - 1 bytes and terminated. 0 on success,
+// also for an empty value; non-zero if there is no such key, and then `value` is untouched.
 int nbus_get(const char* key, char* value, int size);
 
 // Stores `value` under `key`, queues the delivery to the listeners and returns. 0 on success.
 int nbus_set(const char* key, const char* value);
 
-// Copies the full name of the `index`-th key (from 0, in byte order) whose name begins with `prefix`
-// and is longer than it. 0 on success, -1 past the last.
+// Copies the full name of the `index`-th key (from 0, in byte order) whose name begins with
+// `prefix` and is longer than it. 0 on success, -1 past the last.
 int nbus_get_name(const char* prefix, int index, char* name, int size);
 
 #ifdef __cplusplus

@@ -1,0 +1,220 @@
+// Autofocus: what asks for it, the two searches on the simulated lens, and what ends them.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <sstream>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "control_state.h"
+#include "motion/focus_centre.h"
+#include "session.h"
+
+namespace {
+
+constexpr Positions kZoomedIn = {.zoom = 1000, .focus = 800};
+// The sharpest focus of area B there, and how far the areas' own ones lie from it.
+constexpr int kPeak = 1256;
+constexpr int kPeakOfA = kPeak + 6;
+constexpr int kPeakOfC = kPeak - 5;
+
+const std::string kFast = "lens.camN.focus fullrange";
+const std::string kContrast = "lens.camN.action.cmd AF";
+
+Session focusOn(const std::string& word, const std::string& scene = "fault scene normal") {
+    return Camera(kZoomedIn).run("run 1\n" + scene + "\nset " + word + "\nrun 20\ncheck\nhead\n");
+}
+
+TEST(FocusCentre, IsThatOfTheLastRowNotAboveTheZoom) {
+    struct Case {
+        int variant, zoom, focus;
+    };
+    constexpr Case kCases[] = {
+        {1, 0, 274},    {1, 49, 274},   {1, 50, 308},   {1, 100, 436},   {1, 150, 550},
+        {1, 200, 658},  {1, 250, 756},  {1, 300, 854},  {1, 350, 944},   {1, 400, 1028},
+        {1, 450, 1112}, {1, 500, 1186}, {1, 550, 1256}, {1, 2361, 1256}, {1, -1, 0},
+        {2, 0, 562},    {2, 61, 554},   {2, 122, 532},  {2, 184, 516},   {2, 245, 498},
+        {2, 306, 478},  {2, 367, 456},  {2, 428, 436},  {2, 490, 418},   {2, 551, 400},
+        {2, 612, 384},  {2, 672, 384},  {2, 673, 366},  {2, 2937, 366},
+    };
+    for (const Case& each : kCases) {
+        giLensVariant = each.variant;
+        EXPECT_EQ(focusCentre(each.zoom), each.focus) << each.variant << ", zoom " << each.zoom;
+    }
+}
+
+TEST(Autofocus, EachWordFindsItsPeak) {
+    struct Word {
+        const char* word;
+        int sharpest;
+        bool contrast;
+    };
+    constexpr Word kWords[] = {
+        {"lens.camN.focus fullrange", kPeak, false},  {"lens.camN.focus all", kPeak, false},
+        {"demo.ptz.action a", kPeak, false},          {"lens.camN.focus shortrange", kPeak, true},
+        {"lens.camN.action.cmd AF", kPeak, true},     {"lens.camN.action.cmd aaf", kPeakOfA, true},
+        {"lens.camN.action.cmd Caf", kPeakOfC, true}, {"lens.camN.action.cmd test_af", kPeak, true},
+        {"demo.ptz.action A", kPeak, true},
+    };
+    for (const Word& each : kWords) {
+        const Session run = focusOn(each.word);
+        const Trace trace = run.trace.after("cmd " + std::string(each.word));
+        EXPECT_EQ(trace.about({"Auto Focus Range", "log Zoom Pos", "Start:"})
+                      .first(each.contrast ? 3 : 2)
+                      .lines(),
+                  std::string("\nlog Auto Focus Range:856 ~ 1656\n") +
+                      (each.contrast ? "log Zoom Pos:1000\n" : "") + "log Start:856 End:1656\n")
+            << each.word;
+        EXPECT_NEAR(run.head()["focus"]["position"], each.sharpest, each.contrast ? 2 : 8)
+            << each.word;
+        EXPECT_EQ(run.answers[0], "ok") << each.word;
+        // A search for area C says A, too.
+        EXPECT_EQ(trace.count("log Focus A Area"), each.sharpest != kPeak ? 2 : 0) << each.word;
+    }
+}
+
+struct Sample {
+    int position = 0, score = 0, a = 0, b = 0, c = 0, step = 0, mean = 0, rise = -1;
+};
+
+// The steps of a search as it prints them.
+std::vector<Sample> samplesOf(const Session& run) {
+    std::vector<Sample> samples;
+    for (const Event& event : run.trace.about({"log Pos:"}).events) {
+        Sample s;
+        const char* const text = event.text.c_str();
+        if (std::sscanf(text, "Pos:%d Fv:%d A:%d B:%d C:%d Step=%d sum=%d %d *", &s.position,
+                        &s.score, &s.a, &s.b, &s.c, &s.step, &s.mean, &s.rise) >= 7 ||
+            std::sscanf(text, "Pos:%d Fv:%d a:%d%*[* ]b:%d%*[* ]c:%d", &s.position, &s.score, &s.a,
+                        &s.b, &s.c) == 5) {
+            samples.push_back(s);
+        }
+    }
+    return samples;
+}
+
+TEST(FixedSweep, TakesLongStepsWhileThePictureIsBlurred) {
+    const auto samples = samplesOf(focusOn(kContrast));
+    ASSERT_GT(samples.size(), 30U);
+    EXPECT_EQ(samples.front().position, 1646);
+    int strides[2] = {0, 0};
+    for (std::size_t i = 1; samples[i - 1].position > 896; ++i) {
+        const bool blurred = samples[i - 1].score <= 6999;
+        EXPECT_EQ(samples[i - 1].position - samples[i].position, blurred ? 40 : 10);
+        ++strides[blurred ? 0 : 1];
+    }
+    EXPECT_GT(strides[0], 5);
+    EXPECT_GT(strides[1], 5);
+    // The second pass covers what the first one found, 30 steps either way, in steps of 2.
+    const auto second = std::find_if(samples.begin() + 1, samples.end(), [&](const Sample& s) {
+        return s.position > (&s - 1)->position;
+    });
+    ASSERT_NE(second, samples.end());
+    EXPECT_NEAR(second->position, kPeak + 28, 10);
+    EXPECT_EQ(second->position - samples.back().position, 56);
+    for (const Sample& s : samples) {
+        EXPECT_NEAR(s.score, (s.a + s.b + s.c) / 3, 1);
+    }
+}
+
+// Whether the search may stop with its index-th step: past the peak, and after ten scores.
+bool mayStop(const std::vector<Sample>& samples, std::size_t index) {
+    const Sample& s = samples[index];
+    return s.rise < 0 && index + 2 > 10 && s.score < s.mean;
+}
+
+void expectAdaptiveSteps(const std::vector<Sample>& samples) {
+    ASSERT_GT(samples.size(), 9U);
+    EXPECT_EQ(samples.front().position, 1656 - 24);
+    int best = 0;
+    int step = 24;
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        const Sample& s = samples[i];
+        EXPECT_EQ(s.score, (s.a + 10 * s.b + s.c) / 12) << s.position;
+        EXPECT_EQ(s.step, step) << s.position;
+        EXPECT_EQ(s.rise >= 0, i == 0 || s.score > best) << s.position;
+        if (s.rise >= (step > 20 ? 21 : 11)) {
+            step = 2;
+        } else if (step == 2 && s.score < samples[i - 1].score) {
+            step = 16;
+        }
+        best = std::max(best, s.score);
+        const bool last = i + 1 == samples.size();
+        EXPECT_EQ(mayStop(samples, i), last) << s.position;
+        if (!last) {
+            EXPECT_EQ(s.position - samples[i + 1].position, step);
+        }
+    }
+}
+
+TEST(AdaptiveSweep, ShortensItsStepOnASteepRiseAndStopsPastThePeak) {
+    expectAdaptiveSteps(samplesOf(focusOn(kFast)));
+    // The peak is near the first position.
+    expectAdaptiveSteps(samplesOf(focusOn(kFast, "fault scene offset 366")));
+}
+
+TEST(Autofocus, ReturnsFromAboveAndReadsASettledPicture) {
+    const std::tuple<std::string, const char*, int> wordsOrdersAndWaits[] = {
+        {kFast, "mcu setFocus8Forward -56 50 5000", 43'000},
+        {kContrast, "mcu setFocus8Forward -56 100 5000", 86'000}};
+    for (const auto& [word, order, wait] : wordsOrdersAndWaits) {
+        const auto events = focusOn(word).trace.about({"mcu setFocus", "ponsition"}).events;
+        ASSERT_GT(events.size(), 2U);
+        const Event& last = events[events.size() - 2];
+        EXPECT_EQ(last.line(), order);
+        EXPECT_EQ(events.back().time - last.time, wait);
+    }
+}
+
+TEST(Autofocus, PublishesTheFocusThatWasFound) {
+    // The second word asks for the same search again.
+    const std::tuple<std::string, std::string, bool> wordsAgainPublished[] = {
+        {kFast, "lens.camN.focus all", false}, {kContrast, "lens.camN.focus shortrange", true}};
+    for (const auto& [word, again, publishes] : wordsAgainPublished) {
+        const Camera camera(kZoomedIn);
+        const Session run =
+            camera.run("run 1\nset " + word + "\nrun 20\nhead\nset " + again + "\nrun 20\nhead\n");
+        const std::string found = std::to_string(run.head()["focus"]["position"].get<int>());
+        EXPECT_EQ(run.head(1)["focus"]["position"], run.head()["focus"]["position"]);
+        const std::string lines = "\nbus demo.ptz.position.focus " + found +
+                                  "\nbus lens.camN.position_focus " + found + "\n";
+        const auto published = [&run](const std::string& asked) {
+            return run.trace.after("cmd " + asked).about({"n.focus ", "n_focus"}).lines();
+        };
+        EXPECT_EQ(published(word), lines);
+        EXPECT_EQ(published(again), publishes ? lines : "\n");
+        EXPECT_EQ(wordOf(camera.read(kPositionFile).value_or(""), 15), std::stoi(found));
+    }
+}
+
+TEST(Autofocus, FollowsAMovedScene) {
+    for (const int offset : {-300, -100, 200, 300}) {
+        const std::string scene =
+            "fault scene noise 0.5\nfault scene offset " + std::to_string(offset);
+        for (const auto& [word, tolerance] : {std::pair{kFast, 8}, {kContrast, 2}}) {
+            EXPECT_NEAR(focusOn(word, scene).head()["focus"]["position"], kPeak + offset, tolerance)
+                << word;
+        }
+    }
+}
+
+TEST(CalibrationSweep, WritesTheLensCurve) {
+    constexpr int kCurve[] = {274, 308, 436, 550, 658, 756, 854, 944, 1028, 1112, 1186, 1256};
+    const Camera camera(kZoomedIn);
+    const Session run = camera.run("run 1\nset demo.ptz.action c\nwait demo.ptz.action done 600");
+    EXPECT_EQ(run.status, 0);
+    std::istringstream table(camera.read("/tmp/zf.txt").value_or(""));
+    int expectedZoom = 0;
+    int zoom = 0;
+    int focus = 0;
+    for (char comma = 0; table >> zoom >> comma >> focus; expectedZoom += 50) {
+        EXPECT_EQ(zoom, expectedZoom);
+        EXPECT_NEAR(focus, kCurve[std::min(zoom / 50, 11)], 8) << zoom;
+        EXPECT_EQ(run.trace.count("log " + std::to_string(zoom) + "," + std::to_string(focus)), 1);
+    }
+    EXPECT_EQ(expectedZoom, 2400);
+}
+
+}  // namespace
