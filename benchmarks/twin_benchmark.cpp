@@ -1,54 +1,299 @@
-// How fast the whole daemon runs on the simulated head, in processes of its own as a campaign of
-// scripted runs would start them.
-#include <benchmark/benchmark.h>
+// How fast, how small and how prompt the daemon is on the simulated head, each figure beside one
+// that was measured in the same run with the same tools. Prints a table; progress goes to standard
+// error; takes no options. Everything measured runs in processes of its own.
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <array>
+#include <chrono>
 #include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <functional>
 #include <string>
+#include <thread>
+#include <vector>
 
 namespace {
 
-// Runs the twin with these console commands; false if it does not end well.
-bool runTwin(const std::string& commands) {
-    FILE* const console = popen(KESTREL_TWIN_PATH " --quiet >/dev/null", "w");
-    if (console == nullptr) {
-        return false;
-    }
-    const bool written = std::fputs(commands.c_str(), console) >= 0;
-    return pclose(console) == 0 && written;
+using Words = std::vector<std::string>;
+
+[[noreturn]] void giveUp(const std::string& problem) {
+    std::fprintf(stderr, "twin_benchmark: %s\n", problem.c_str());
+    std::exit(1);
 }
 
-void measure(benchmark::State& state, const std::string& commands, double virtualSeconds) {
-    for ([[maybe_unused]] auto _ : state) {
-        if (!runTwin(commands)) {
-            state.SkipWithError("the twin failed");
-            return;
+double steadySeconds() {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+// A program under way, and the ends of its standard input and output.
+struct Process {
+    pid_t id = 0;
+    FILE* input = nullptr;
+    FILE* output = nullptr;
+};
+
+Process start(const Words& words) {
+    std::vector<char*> argv;
+    for (const std::string& word : words) {
+        argv.push_back(const_cast<char*>(word.c_str()));
+    }
+    argv.push_back(nullptr);
+    std::array<int, 2> input{};
+    std::array<int, 2> output{};
+    if (pipe2(input.data(), O_CLOEXEC) != 0 || pipe2(output.data(), O_CLOEXEC) != 0) {
+        giveUp("no pipe");
+    }
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, input[0], STDIN_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
+    Process process;
+    if (posix_spawn(&process.id, argv[0], &actions, nullptr, argv.data(), environ) != 0) {
+        giveUp(words[0] + " does not start");
+    }
+    posix_spawn_file_actions_destroy(&actions);
+    close(input[0]);
+    close(output[1]);
+    process.input = fdopen(input[1], "w");
+    process.output = fdopen(output[0], "r");
+    return process;
+}
+
+// Ends the process's input and waits for its end. The lines that it printed.
+Words finish(const Process& process) {
+    std::fclose(process.input);
+    Words lines;
+    std::array<char, 1024> line{};
+    while (std::fgets(line.data(), line.size(), process.output) != nullptr) {
+        lines.emplace_back(line.data());
+    }
+    std::fclose(process.output);
+    int status = 0;
+    if (waitpid(process.id, &status, 0) != process.id || status != 0) {
+        giveUp("a program that is measured failed");
+    }
+    return lines;
+}
+
+Words run(const Words& words, const std::string& commands = {}) {
+    const Process process = start(words);
+    std::fputs(commands.c_str(), process.input);
+    return finish(process);
+}
+
+double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+std::vector<double> repeat(int times, const std::function<double()>& measure) {
+    std::vector<double> values;
+    for (int i = 0; i < times; ++i) {
+        values.push_back(measure());
+    }
+    return values;
+}
+
+// The best of several, which other programs of the machine disturb least.
+double most(const std::vector<double>& values) {
+    return *std::max_element(values.begin(), values.end());
+}
+double least(const std::vector<double>& values) {
+    return *std::min_element(values.begin(), values.end());
+}
+
+// A part's numbers, one a line, at least one.
+std::vector<double> part(Words words, const std::string& commands = {}) {
+    words.insert(words.begin(), KESTREL_PARTS_PATH);
+    std::vector<double> numbers;
+    for (const std::string& line : run(words, commands)) {
+        numbers.push_back(std::atof(line.c_str()));
+    }
+    if (numbers.empty()) {
+        giveUp("a part printed nothing");
+    }
+    return numbers;
+}
+
+// The twin on a camera that has been homed, so that it is idle once it has started.
+Words twin(const Words& options) {
+    static const std::string camera = [] {
+        std::string path = std::filesystem::temp_directory_path() / "kestrel-benchmark-XXXXXX";
+        if (mkdtemp(path.data()) == nullptr) {
+            giveUp("no temporary directory");
+        }
+        run({KESTREL_TWIN_PATH, "--quiet", "--clock", "virtual", "--state", path}, "run 30\n");
+        return path;
+    }();
+    Words words = {KESTREL_TWIN_PATH, "--state", camera, "--clock"};
+    words.insert(words.end(), options.begin(), options.end());
+    return words;
+}
+
+void removeCamera() {
+    std::filesystem::remove_all(twin({})[2]);
+}
+
+// One row: a figure, what it is compared to, and how many times as much it is.
+void row(const char* what, double figure, const char* unit, const char* other, double otherFigure) {
+    std::printf("%-44s %11.2f %-7s  %-36s %11.2f  %8.2f\n", what, figure, unit, other, otherFigure,
+                figure / otherFigure);
+    std::fflush(stdout);
+}
+
+void progress(const char* text) {
+    std::fprintf(stderr, "%s ...\n", text);
+}
+
+constexpr int kRates = 7;
+
+// Virtual seconds per wall second, the process's start included.
+double rate(const std::string& commands, double seconds) {
+    return most(repeat(kRates, [&] {
+        const double begin = steadySeconds();
+        run(twin({"virtual", "--quiet"}), commands);
+        return seconds / (steadySeconds() - begin);
+    }));
+}
+
+void measureVirtualTime() {
+    progress("virtual time");
+    const double loops = most(repeat(kRates, [] {
+        return 3600 / part({"loops-virtual", "3600"})[0];
+    }));
+    const double idle = rate("run 3600\n", 3600);
+    std::string moves;
+    for (int i = 0; i < 600; ++i) {
+        const bool up = i % 2 == 0;
+        moves += std::string("set lens.camN.pan a:") + (up ? "24000" : "20000") +
+                 "\nset lens.camN.tilt a:" + (up ? "3000" : "3500") +
+                 "\nset lens.camN.zoom a:" + (up ? "2000" : "0") + "\nrun 1\n";
+    }
+    const double moving = rate(moves, 600);
+    row("virtual seconds in a second, idle", idle, "s", "two bare 10 ms loops, virtual clock",
+        loops);
+    row("virtual seconds in a second, moving", moving, "s", "the same, idle", idle);
+}
+
+double cpuSeconds(const Process& process) {
+    clockid_t clock = 0;
+    timespec time{};
+    if (clock_getcpuclockid(process.id, &clock) != 0 || clock_gettime(clock, &time) != 0) {
+        giveUp("no processor time");
+    }
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+}
+
+// Resident memory in MiB.
+double memory(const Process& process) {
+    std::ifstream file("/proc/" + std::to_string(process.id) + "/statm");
+    double total = 0;
+    double resident = 0;
+    file >> total >> resident;
+    return resident * static_cast<double>(sysconf(_SC_PAGESIZE)) / (1024 * 1024);
+}
+
+void measureIdleDaemon() {
+    constexpr int kSeconds = 10;
+    progress("the idle daemon in real time, 12 s");
+    const Process daemon = start(twin({"real", "--quiet"}));
+    const Process loops = start({KESTREL_PARTS_PATH, "loops"});
+    std::fputs("run 12\n", daemon.input);
+    std::fflush(daemon.input);
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    const double daemonBegin = cpuSeconds(daemon);
+    const double loopsBegin = cpuSeconds(loops);
+    std::this_thread::sleep_for(std::chrono::seconds(kSeconds));
+    const double daemonCpu = (cpuSeconds(daemon) - daemonBegin) / kSeconds;
+    const double loopsCpu = (cpuSeconds(loops) - loopsBegin) / kSeconds;
+    const double daemonMemory = memory(daemon);
+    const double loopsMemory = memory(loops);
+    finish(daemon);
+    finish(loops);
+    row("processor, idle, real time", daemonCpu * 100, "%", "two bare 10 ms loops", loopsCpu * 100);
+    row("memory, idle", daemonMemory, "MiB", "two bare 10 ms loops", loopsMemory);
+}
+
+// Milliseconds from the start of a process to the time that it prints.
+double startTime(const char* name, const char* commands) {
+    return median(repeat(15, [&] {
+        const double begin = steadySeconds();
+        return (part({name}, commands)[0] - begin) * 1000;
+    }));
+}
+
+void measureStart() {
+    progress("start");
+    row("from start to the last registered key", startTime("start", "run 60\n"), "ms",
+        "start of a program that does nothing", startTime("nothing", ""));
+}
+
+// Milliseconds of the clock from each set to the motor order that it leads to.
+double orderTime(const char* clock, int moves) {
+    std::string commands = "run 1\n";
+    for (int i = 0; i < moves; ++i) {
+        commands += std::string("set lens.camN.zoom a:") + (i % 2 == 0 ? "1200" : "1000") +
+                    "\nrun 0.3013\n";
+    }
+    std::vector<double> times;
+    double set = -1;
+    for (const std::string& line : run(twin({clock, "--trace"}), commands)) {
+        const double time = std::atof(line.c_str());
+        if (line.find(" cmd lens.camN.zoom ") != std::string::npos) {
+            set = time;
+        } else if (set >= 0 && line.find(" mcu setZoom8") != std::string::npos) {
+            times.push_back((time - set) * 1000);
+            set = -1;
         }
     }
-    state.counters["times_real_time"] =
-        benchmark::Counter(virtualSeconds, benchmark::Counter::kIsIterationInvariantRate);
-}
-
-void bootAndOneSecond(benchmark::State& state) {
-    measure(state, "run 1\n", 1);
-}
-
-void idleHour(benchmark::State& state) {
-    measure(state, "run 3600\n", 3600);
-}
-
-void zoomMoves(benchmark::State& state) {
-    std::string commands = "run 1\n";
-    for (int move = 0; move < 100; ++move) {
-        commands += move % 2 == 0 ? "set lens.camN.zoom a:2000\n" : "set lens.camN.zoom a:0\n";
-        commands += "run 1\n";
+    if (times.size() != static_cast<std::size_t>(moves)) {
+        giveUp("a set led to no motor order");
     }
-    measure(state, commands, 101);
+    return median(times);
 }
 
-BENCHMARK(bootAndOneSecond)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(idleHour)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(zoomMoves)->Unit(benchmark::kMillisecond)->UseRealTime();
+void measureOrders() {
+    progress("from set to motor order, 10 s");
+    constexpr const char* kOther = "a flag through two bare 10 ms loops";
+    row("from bus set to motor order, virtual time", orderTime("virtual", 100), "ms", kOther,
+        median(part({"handover", "virtual", "100"})) / 1000);
+    row("from bus set to motor order, wall time", orderTime("real", 25), "ms", kOther,
+        median(part({"handover", "real", "25"})) / 1000);
+}
+
+void measureBus() {
+    progress("the bus");
+    const auto set = [](int keys, int listeners) {
+        return least(repeat(3, [&] {
+            return part({"bus", std::to_string(keys), std::to_string(listeners)})[0];
+        }));
+    };
+    constexpr const char* kOther = "40 keys, 40 listeners";
+    const double base = set(40, 40);
+    row("bus set and delivery, 400 keys", set(400, 40), "us", kOther, base);
+    row("bus set and delivery, 4000 keys", set(4000, 40), "us", kOther, base);
+    row("bus set and delivery, 400 listeners", set(40, 400), "us", kOther, base);
+    row("bus set and delivery, 4000 listeners", set(40, 4000), "us", kOther, base);
+}
 
 }  // namespace
 
-BENCHMARK_MAIN();
+int main() {
+    std::printf("%-44s %11s %-7s  %-36s %11s  %8s\n", "what", "measured", "unit", "compared to",
+                "measured", "times");
+    measureVirtualTime();
+    measureIdleDaemon();
+    measureStart();
+    measureOrders();
+    measureBus();
+    removeCamera();
+    return 0;
+}

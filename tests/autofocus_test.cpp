@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "control_state.h"
@@ -44,74 +45,34 @@ TEST(FocusCentre, IsThatOfTheLastRowNotAboveTheZoom) {
     }
 }
 
-struct Word {
-    const char* word;
-    int sharpest;
-    int tolerance;
-    const char* messages;
-};
-
-constexpr const char* kFastMessages = "\nlog Auto Focus Range:856 ~ 1656\nlog Start:856 End:1656\n";
-constexpr const char* kContrastMessages =
-    "\nlog Auto Focus Range:856 ~ 1656\nlog Zoom Pos:1000\nlog Start:856 End:1656\n";
-
-// The area of the last message; a search for area C says A.
-constexpr Word kWords[] = {
-    {"lens.camN.focus fullrange", kPeak, 8, kFastMessages},
-    {"lens.camN.focus all", kPeak, 8, kFastMessages},
-    {"demo.ptz.action a", kPeak, 8, kFastMessages},
-    {"lens.camN.focus shortrange", kPeak, 2, kContrastMessages},
-    {"lens.camN.action.cmd AF", kPeak, 2, kContrastMessages},
-    {"lens.camN.action.cmd aaf", kPeakOfA, 2, kContrastMessages},
-    {"lens.camN.action.cmd Caf", kPeakOfC, 2, kContrastMessages},
-    {"lens.camN.action.cmd test_af", kPeak, 2, kContrastMessages},
-    {"demo.ptz.action A", kPeak, 2, kContrastMessages},
-};
-
 TEST(Autofocus, EachWordFindsItsPeak) {
+    struct Word {
+        const char* word;
+        int sharpest;
+        bool contrast;
+    };
+    constexpr Word kWords[] = {
+        {"lens.camN.focus fullrange", kPeak, false},  {"lens.camN.focus all", kPeak, false},
+        {"demo.ptz.action a", kPeak, false},          {"lens.camN.focus shortrange", kPeak, true},
+        {"lens.camN.action.cmd AF", kPeak, true},     {"lens.camN.action.cmd aaf", kPeakOfA, true},
+        {"lens.camN.action.cmd Caf", kPeakOfC, true}, {"lens.camN.action.cmd test_af", kPeak, true},
+        {"demo.ptz.action A", kPeak, true},
+    };
     for (const Word& each : kWords) {
         const Session run = focusOn(each.word);
         const Trace trace = run.trace.after("cmd " + std::string(each.word));
-        const std::string messages = each.messages;
-        const auto lines =
-            static_cast<std::size_t>(std::count(messages.begin(), messages.end(), '\n'));
-        EXPECT_EQ(trace.about({"Auto Focus Range", "Zoom Pos", "Start:"}).first(lines - 1).lines(),
-                  messages)
+        EXPECT_EQ(trace.about({"Auto Focus Range", "log Zoom Pos", "Start:"})
+                      .first(each.contrast ? 3 : 2)
+                      .lines(),
+                  std::string("\nlog Auto Focus Range:856 ~ 1656\n") +
+                      (each.contrast ? "log Zoom Pos:1000\n" : "") + "log Start:856 End:1656\n")
             << each.word;
-        EXPECT_NEAR(run.head()["focus"]["position"], each.sharpest, each.tolerance) << each.word;
+        EXPECT_NEAR(run.head()["focus"]["position"], each.sharpest, each.contrast ? 2 : 8)
+            << each.word;
         EXPECT_EQ(run.answers[0], "ok") << each.word;
-        const bool byArea = each.sharpest != kPeak;
-        EXPECT_EQ(trace.count("log Focus A Area"), byArea ? 2 : 0) << each.word;
-        EXPECT_EQ(trace.count("log Focus "), (byArea ? 2 : 0) + 1)
-            << each.word << " and the position";
+        // A search for area C says A, too.
+        EXPECT_EQ(trace.count("log Focus A Area"), each.sharpest != kPeak ? 2 : 0) << each.word;
     }
-}
-
-TEST(Autofocus, StopsTheOtherAxesAndEndsWithDone) {
-    const std::string stops =
-        "bus lens.camN.panstatus stop\nbus lens.camN.tiltstatus stop\n"
-        "bus lens.camN.rotatestatus stop\nbus lens.camN.zoomstatus stop\n"
-        "bus lens.camN.irisstatus stop\n";
-    const std::string run = "bus lens.camN.focusstatus run\n";
-    const std::string rest = R"(log Set ZFRPT Power:1
-mcu setPowerEnable 15
-log Auto Focus Range:856 ~ 1656
-bus lens.camN.focusstatus stop
-bus lens.camN.action.cmd done
-bus lens.camN.act_preset done
-log Set ZFRPT Power:0
-mcu setPowerDisable 0
-)";
-    const auto told = [&](const std::string& word) {
-        return focusOn(word)
-            .trace.after("cmd " + word)
-            .about({"status ", "Power", "Auto Focus", "cmd done", "act_preset done"})
-            .without({"giActPreset", "N.status"})
-            .lines()
-            .substr(1);
-    };
-    EXPECT_EQ(told(kFast), stops + run + rest);
-    EXPECT_EQ(told(kContrast), run + stops + rest);
 }
 
 struct Sample {
@@ -194,56 +155,36 @@ TEST(AdaptiveSweep, ShortensItsStepOnASteepRiseAndStopsPastThePeak) {
     expectAdaptiveSteps(samplesOf(focusOn(kFast, "fault scene offset 366")));
 }
 
-TEST(Autofocus, ApproachesFromAboveAndReadsSettledPictures) {
-    const auto orders = [](const Session& run) {
-        return run.trace.about({"Start:", "mcu setFocus", "ponsition"});
-    };
-    // The pauses: 100 ms before each change of direction, 33 ms a frame, 10 ms for a short move.
-    const Trace fast = orders(focusOn(kFast));
-    EXPECT_EQ(fast.first(5).story(), R"(
-0 log Start:856 End:1656
-100 mcu setFocus8Backward -56 906 5000
-423 mcu setFocus8Forward -56 50 5000
-499 mcu setFocus8Forward -56 24 5000
-542 mcu setFocus8Forward -56 24 5000
-)");
-    const Trace contrast = orders(focusOn(kContrast));
-    EXPECT_EQ(contrast.first(5).story(), R"(
-0 log Start:856 End:1656
-100 mcu setFocus8Backward -56 906 5000
-423 mcu setFocus8Forward -56 50 5000
-598 mcu setFocus8Forward -56 10 5000
-674 mcu setFocus8Forward -56 40 5000
-)");
-    const auto lastMove = [](const Trace& trace) {
-        return Trace{{trace.events.end() - 2, trace.events.end()}}.without({"ponsition"}).lines() +
-               std::to_string(trace.events.back().time - (trace.events.end() - 2)->time);
-    };
-    EXPECT_EQ(lastMove(fast), "\nmcu setFocus8Forward -56 50 5000\n43000");
-    EXPECT_EQ(lastMove(contrast), "\nmcu setFocus8Forward -56 100 5000\n86000");
+TEST(Autofocus, ReturnsFromAboveAndReadsASettledPicture) {
+    const std::tuple<std::string, const char*, int> wordsOrdersAndWaits[] = {
+        {kFast, "mcu setFocus8Forward -56 50 5000", 43'000},
+        {kContrast, "mcu setFocus8Forward -56 100 5000", 86'000}};
+    for (const auto& [word, order, wait] : wordsOrdersAndWaits) {
+        const auto events = focusOn(word).trace.about({"mcu setFocus", "ponsition"}).events;
+        ASSERT_GT(events.size(), 2U);
+        const Event& last = events[events.size() - 2];
+        EXPECT_EQ(last.line(), order);
+        EXPECT_EQ(events.back().time - last.time, wait);
+    }
 }
 
 TEST(Autofocus, PublishesTheFocusThatWasFound) {
     // The second word asks for the same search again.
-    struct Case {
-        std::string word, again;
-        bool publishesAgain;
-    };
-    const Case cases[] = {{kFast, "lens.camN.focus all", false},
-                          {kContrast, "lens.camN.focus shortrange", true}};
-    for (const Case& each : cases) {
+    const std::tuple<std::string, std::string, bool> wordsAgainPublished[] = {
+        {kFast, "lens.camN.focus all", false}, {kContrast, "lens.camN.focus shortrange", true}};
+    for (const auto& [word, again, publishes] : wordsAgainPublished) {
         const Camera camera(kZoomedIn);
-        const Session run = camera.run("run 1\nset " + each.word + "\nrun 20\nhead\nset " +
-                                       each.again + "\nrun 20\nhead\n");
+        const Session run =
+            camera.run("run 1\nset " + word + "\nrun 20\nhead\nset " + again + "\nrun 20\nhead\n");
         const std::string found = std::to_string(run.head()["focus"]["position"].get<int>());
         EXPECT_EQ(run.head(1)["focus"]["position"], run.head()["focus"]["position"]);
         const std::string lines = "\nbus demo.ptz.position.focus " + found +
                                   "\nbus lens.camN.position_focus " + found + "\n";
-        const auto published = [&run](const std::string& word) {
-            return run.trace.after("cmd " + word).about({"n.focus ", "n_focus"}).lines();
+        const auto published = [&run](const std::string& asked) {
+            return run.trace.after("cmd " + asked).about({"n.focus ", "n_focus"}).lines();
         };
-        EXPECT_EQ(published(each.word), lines);
-        EXPECT_EQ(published(each.again), each.publishesAgain ? lines : "\n");
+        EXPECT_EQ(published(word), lines);
+        EXPECT_EQ(published(again), publishes ? lines : "\n");
         EXPECT_EQ(wordOf(camera.read(kPositionFile).value_or(""), 15), std::stoi(found));
     }
 }
@@ -257,113 +198,6 @@ TEST(Autofocus, FollowsAMovedScene) {
                 << word;
         }
     }
-}
-
-TEST(Autofocus, EndsWhereThereIsNothingToFocusOn) {
-    struct Case {
-        const char* scene;
-        const std::string* word;
-        int focus;
-    };
-    // A flat scene is sharpest at the first position of each contrast sweep. Without light or
-    // statistics nothing beats 0, and the focus stays where the search ended.
-    const Case cases[] = {
-        {"fault scene flat", &kFast, 864},      {"fault scene flat", &kContrast, 1674},
-        {"fault scene dark", &kFast, 864},      {"fault scene dark", &kContrast, 886},
-        {"fault statistics-fail", &kFast, 864}, {"fault statistics-fail", &kContrast, 886},
-    };
-    for (const Case& each : cases) {
-        const Session run = focusOn(*each.word, each.scene);
-        EXPECT_EQ(run.trace.after("cmd " + *each.word).about({"focusstatus", "cmd done"}).lines(),
-                  R"(
-bus lens.camN.focusstatus run
-bus lens.camN.focusstatus stop
-bus lens.camN.action.cmd done
-)") << each.scene;
-        EXPECT_EQ(run.answers[0], "ok") << each.scene;
-        EXPECT_EQ(run.head()["focus"]["position"], each.focus) << each.scene << ", " << *each.word;
-    }
-}
-
-TEST(Autofocus, ContrastSearchWaitsForTheEncoder) {
-    struct Case {
-        const char* script;
-        bool found;
-    };
-    // Polled every 100 ms from 140 ms after the word on; the 150th poll comes too late.
-    constexpr Case kCases[] = {
-        {"run 40", false},
-        {"run 15.03\nset encode.camN.status start\nrun 20", true},
-        {"run 15.13\nset encode.camN.status start\nrun 20", false},
-    };
-    for (const Case& each : kCases) {
-        const Session run =
-            Camera(kZoomedIn).run("run 1\nset encode.camN.status stop\nrun 1\nset " + kContrast +
-                                  "\n" + each.script + "\nhead\n");
-        EXPECT_EQ(run.trace.count("log Auto Focus Error:Encode not ready"), each.found ? 0 : 1);
-        EXPECT_NEAR(run.head()["focus"]["position"], each.found ? kPeak : 800, each.found ? 2 : 0);
-        EXPECT_EQ(run.trace.times("bus lens.camN.focusstatus stop").size(), 1U);
-    }
-    // The fast search does not ask.
-    const Session fast = focusOn(kFast, "set encode.camN.status stop");
-    EXPECT_NEAR(fast.head()["focus"]["position"], kPeak, 8);
-}
-
-TEST(Autofocus, APresetWordInterruptsIt) {
-    for (const std::string& word : {kFast, kContrast}) {
-        const Session run = Camera(kZoomedIn).run(
-            "run 1\nset " + word + "\nrun 1\nset lens.camN.act_preset 1:set:lock\nrun 20\nhead\n");
-        const std::string focus = std::to_string(run.head()["focus"]["position"].get<int>());
-        const std::string record = "10000,2000,1000," + focus + ",533,0,0,0\n";
-        std::string expected = "\nlog  ########## interrupt focus ###########\n";
-        expected += word == kFast ? "log Set Focus status to stop\n" : "";
-        expected +=
-            "bus lens.camN.focusstatus stop\nbus lens.camN.action.cmd done\n"
-            "log Set Preset1 lock:" +
-            record + "bus lens.camN.preset1 " + record + "bus lens.camN.act_preset done\n";
-        EXPECT_EQ(run.trace.after("cmd lens.camN.act_preset 1:set:lock")
-                      .about({"####", "Set Focus", "focusstatus", "cmd done", "Preset1 lock",
-                              "bus lens.camN.preset1", "act_preset done"})
-                      .lines(),
-                  expected);
-        EXPECT_GT(run.head()["focus"]["position"], kPeak) << "it stays where it was interrupted";
-        EXPECT_LE(run.trace.after("cmd lens.camN.act_preset 1:set:lock").count("mcu setFocus"), 1)
-            << "the step under way";
-    }
-}
-
-TEST(Autofocus, FollowsAZoomMoveWhereWanted) {
-    const Session run = Camera(kZoomedIn).run(
-        "run 1\nset lens.camN.zoom a:600\nrun 1\nset lens.camN.focus_after_zoom on\n"
-        "set lens.camN.zoom a:500\nrun 20\nset lens.camN.zoom in\nrun 0.1\nset lens.camN.zoom "
-        "stop\nrun 20\n"
-        "set lens.camN.zoom r:0\nrun 20\nhead\n");
-    const auto told = [&run](const std::string& word) {
-        return run.trace.after("cmd lens.camN.zoom " + word)
-            .about({"Run Auto", "Focus Range", "zoomstatus stop"});
-    };
-    EXPECT_EQ(told("a:600").lines(), "\nbus lens.camN.zoomstatus stop\n");
-    // 100 ms for the supply; the search begins in the next pass and first waits for all motors.
-    EXPECT_EQ(told("a:500").story(), R"(
-0 bus lens.camN.zoomstatus stop
-100 log Run Auto Focus2
-240 bus lens.camN.zoomstatus stop
-240 log Auto Focus Range:786 ~ 1586
-)");
-    EXPECT_EQ(told("stop").story(), R"(
-0 bus lens.camN.zoomstatus stop
-100 log Run Auto Focus1
-240 bus lens.camN.zoomstatus stop
-240 log Auto Focus Range:856 ~ 1656
-)");
-    // A move of no length ends without it.
-    EXPECT_EQ(told("r:0").lines(), "\nbus lens.camN.zoomstatus stop\n");
-    EXPECT_NEAR(run.head()["focus"]["position"], kPeak, 8);
-}
-
-TEST(Autofocus, AWordDuringASearchIsDropped) {
-    const Session run = focusOn(kFast + "\nrun 1\nset " + kContrast);
-    EXPECT_EQ(run.trace.count("log Auto Focus Range"), 1);
 }
 
 TEST(CalibrationSweep, WritesTheLensCurve) {

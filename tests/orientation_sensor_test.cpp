@@ -4,85 +4,9 @@
 #include <cmath>
 
 #include "orientation/motion_sensor.h"
-#include "session.h"
 #include "tests/twin_world.h"
 
 namespace {
-
-// What boot prints of the sensor, then what a levelling request leads to.
-constexpr struct {
-    const char* fault;
-    const char* lines;
-} kBoots[] = {
-    {nullptr, R"(
-i2c write 17 e0
-log Reg:0x17 val:0xe0 iRet:1
-i2c write 18 e2
-log Reg:0x18 val:0xe2 iRet:1
-i2c write 10 72
-log Reg:0x10 val:0x72 iRet:1
-i2c write 11 70
-log Reg:0x11 val:0x70 iRet:1
-i2c write 10 40
-i2c write 11 40
-log Gyro ID:6b
-log in AutoSearch
-)"},
-    {"sensor-identity 6a", R"(
-i2c write 17 e0
-log Reg:0x17 val:0xe0 iRet:1
-i2c write 18 e2
-log Reg:0x18 val:0xe2 iRet:1
-i2c write 10 72
-log Reg:0x10 val:0x72 iRet:1
-i2c write 11 70
-log Reg:0x11 val:0x70 iRet:1
-i2c write 10 40
-i2c write 11 40
-log Gyro ID:6a
-log Gyro not ready
-)"},
-    {"sensor-absent", R"(
-log Reg:0x17 val:0xe0 iRet:-1
-log Reg:0x18 val:0xe2 iRet:-1
-log Reg:0x10 val:0x72 iRet:-1
-log Reg:0x11 val:0x70 iRet:-1
-log Gyro ID:0
-log Gyro not ready
-)"},
-    {"call transferI2c 5", R"(
-log Reg:0x17 val:0xe0 iRet:-1
-log Reg:0x18 val:0xe2 iRet:-1
-log Reg:0x10 val:0x72 iRet:-1
-log Reg:0x11 val:0x70 iRet:-1
-i2c write 11 40
-log Gyro ID:6b
-log in AutoSearch
-)"},
-    // The lens loop tries again.
-    {"call openI2cBus always", R"(
-log open /dev/i2c-1 error
-log Gyro ID:0
-log open /dev/i2c-1 error
-log Gyro not ready
-)"},
-};
-
-TEST(OrientationSensor, BootProgramsItOnceAndLevellingNeedsItsIdentity) {
-    for (const auto& boot : kBoots) {
-        SCOPED_TRACE(boot.fault == nullptr ? "" : boot.fault);
-        Camera camera(Positions{.tilt = 3200});
-        if (boot.fault != nullptr) {
-            camera.fault(boot.fault);
-        }
-        const auto run = camera.run("run 0.1\nset lens.camN.rotate auto\nrun 2\n");
-        EXPECT_EQ(run.all.about({"i2c ", "log open", "log Reg", "log Gyro", "log in Auto"}).lines(),
-                  boot.lines);
-        // The request is dropped, not kept.
-        EXPECT_EQ(run.trace.count("bus lens.camN.rotatestatus run"),
-                  run.trace.count("log in AutoSearch"));
-    }
-}
 
 class OrientationReading : public TwinWorld {};
 

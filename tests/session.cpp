@@ -13,6 +13,8 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <iterator>
 #include <sstream>
 
 namespace {
@@ -41,12 +43,17 @@ void writeFile(const std::string& path, const std::string& content) {
 }
 
 bool containsOne(const std::string& line, const std::vector<std::string>& texts) {
-    for (const std::string& text : texts) {
-        if (line.find(text) != std::string::npos) {
-            return true;
-        }
-    }
-    return false;
+    return std::any_of(texts.begin(), texts.end(), [&](const std::string& text) {
+        return line.find(text) != std::string::npos;
+    });
+}
+
+template <typename Wanted>
+Trace filtered(const Trace& trace, const Wanted& wanted) {
+    Trace result;
+    std::copy_if(trace.events.begin(), trace.events.end(), std::back_inserter(result.events),
+                 wanted);
+    return result;
 }
 
 // Gives the entry NAME of a file of NAME VALUE lines a new value.
@@ -59,22 +66,6 @@ void replaceEntry(const std::string& path, const std::string& name, const std::s
         }
     }
     writeFile(path, content + name + " " + value + "\n");
-}
-
-std::optional<Event> readEvent(const std::string& line) {
-    Event event;
-    long long seconds = 0;
-    int micros = 0;
-    int begin = 0;
-    std::array<char, 8> kind{};
-    if (std::sscanf(line.c_str(), "%lld.%6d %7s %n", &seconds, &micros, kind.data(), &begin) != 3) {
-        return std::nullopt;
-    }
-    event.time = seconds * 1'000'000 + micros;
-    event.kind = kind.data();
-    // Blanks at either end of the text belong to it.
-    event.text = line.substr(line.find(' ', line.find(' ') + 1) + 1);
-    return event;
 }
 
 // Runs the program with its three standard streams on files.
@@ -111,15 +102,8 @@ void sortLines(Session& run) {
             run.all.events.push_back(*event);
         }
     }
-    for (const Event& event : run.all.events) {
-        bool background = false;
-        for (const char* const text : kBackground) {
-            background = background || event.line().starts_with(text);
-        }
-        if (!background) {
-            run.trace.events.push_back(event);
-        }
-    }
+    std::copy_if(run.all.events.begin(), run.all.events.end(), std::back_inserter(run.trace.events),
+                 std::not_fn(isBackground));
 }
 
 }  // namespace
@@ -128,30 +112,42 @@ std::string Event::line() const {
     return kind + " " + text;
 }
 
+std::optional<Event> readEvent(const std::string& line) {
+    Event event;
+    long long seconds = 0;
+    int micros = 0;
+    int begin = 0;
+    std::array<char, 8> kind{};
+    if (std::sscanf(line.c_str(), "%lld.%6d %7s %n", &seconds, &micros, kind.data(), &begin) != 3) {
+        return std::nullopt;
+    }
+    event.time = seconds * 1'000'000 + micros;
+    event.kind = kind.data();
+    // Blanks at either end of the text belong to it.
+    event.text = line.substr(line.find(' ', line.find(' ') + 1) + 1);
+    return event;
+}
+
+bool isBackground(const Event& event) {
+    return std::any_of(kBackground.begin(), kBackground.end(),
+                       [&](const char* text) { return event.line().starts_with(text); });
+}
+
 Trace Trace::after(std::string_view line) const {
-    Trace result;
-    auto event = events.begin();
-    while (event != events.end() && event->line() != line) {
-        ++event;
-    }
-    if (event == events.end()) {
+    const auto begin = std::find_if(events.begin(), events.end(),
+                                    [&](const Event& event) { return event.line() == line; });
+    if (begin == events.end()) {
         ADD_FAILURE() << "the trace has no '" << line << "'";
-        return result;
+        return {};
     }
-    for (++event; event != events.end() && event->kind != "cmd"; ++event) {
-        result.events.push_back(*event);
-    }
-    return result;
+    return {{begin + 1, std::find_if(begin + 1, events.end(),
+                                     [](const Event& event) { return event.kind == "cmd"; })}};
 }
 
 Trace Trace::between(double from, double to) const {
-    Trace result;
-    for (const Event& event : events) {
-        if (event.time >= std::llround(from * 1e6) && event.time < std::llround(to * 1e6)) {
-            result.events.push_back(event);
-        }
-    }
-    return result;
+    return filtered(*this, [&](const Event& event) {
+        return event.time >= std::llround(from * 1e6) && event.time < std::llround(to * 1e6);
+    });
 }
 
 Trace Trace::first(std::size_t count) const {
@@ -160,23 +156,11 @@ Trace Trace::first(std::size_t count) const {
 }
 
 Trace Trace::about(const std::vector<std::string>& texts) const {
-    Trace result;
-    for (const Event& event : events) {
-        if (containsOne(event.line(), texts)) {
-            result.events.push_back(event);
-        }
-    }
-    return result;
+    return filtered(*this, [&](const Event& event) { return containsOne(event.line(), texts); });
 }
 
 Trace Trace::without(const std::vector<std::string>& texts) const {
-    Trace result;
-    for (const Event& event : events) {
-        if (!containsOne(event.line(), texts)) {
-            result.events.push_back(event);
-        }
-    }
-    return result;
+    return filtered(*this, [&](const Event& event) { return !containsOne(event.line(), texts); });
 }
 
 std::string Trace::story() const {
@@ -259,12 +243,9 @@ Camera::Camera(const Positions& positions, int lensType) : Camera(lensType) {
         std::filesystem::remove(entry.path());
     }
     std::filesystem::remove(directory_ + "/state/bus");
-    const std::map<std::string, int> axes = {
-        {"pan", positions.pan},   {"tilt", positions.tilt},   {"rotate", positions.rotate},
-        {"zoom", positions.zoom}, {"focus", positions.focus}, {"iris", positions.iris},
-    };
-    for (const auto& [axis, position] : axes) {
-        remember(axis + ".position", std::to_string(position));
+    for (const auto& [name, position] : kAxisPositions) {
+        const std::string axis = name;
+        remember(axis + ".position", std::to_string(positions.*position));
         remember(axis + ".lost", "0");
     }
     remember("pan.counter", std::to_string(positions.pan));

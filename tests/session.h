@@ -3,11 +3,11 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 // One line of a trace.
@@ -19,6 +19,11 @@ struct Event {
     // KIND TEXT
     std::string line() const;
 };
+
+// The event of a line of the program's output, if it is one.
+std::optional<Event> readEvent(const std::string& line);
+// Whether it goes on beside every move: LEDs, sensor transfers, the power figure, the mechanism.
+bool isBackground(const Event& event);
 
 // Trace lines in their order, and what tests ask of them.
 struct Trace {
@@ -50,7 +55,7 @@ struct Session {
     int status = -1;  // the exit status; 128 + N if signal N ended it
     std::string output;
     std::string errors;
-    Trace trace;                       // without lights, sensor transfers and the power figure
+    Trace trace;                       // without the background
     Trace all;                         // every event
     std::vector<std::string> answers;  // without the leading "= "
 
@@ -66,6 +71,11 @@ struct Positions {
     int zoom = 1000;
     int focus = 800;
     int iris = 0;
+};
+
+inline constexpr std::pair<const char*, int Positions::*> kAxisPositions[] = {
+    {"pan", &Positions::pan},   {"tilt", &Positions::tilt},   {"rotate", &Positions::rotate},
+    {"zoom", &Positions::zoom}, {"focus", &Positions::focus}, {"iris", &Positions::iris},
 };
 
 inline constexpr const char* kPositionFile = "/mnt/nand/Pos.bin";

@@ -76,46 +76,31 @@ TEST_F(TwinBus, DeliversLaterAndInTheOrderOfTheSetsOfTheWholeBus) {
                             "y fifo.second outside", "y fifo.second 1", "y fifo.second 2"));
 }
 
-TEST_F(TwinBus, CallsListenersInOrderAndJoinsNothing) {
-    nbus_listen("many.k", hear<'b'>);
-    nbus_listen("many", hear<'a'>);
-    nbus_listen("many.k", hear<'b'>);
-    for (const char* const value : {"1", "1", ""}) {
-        nbus_set("many.k", value);
-    }
-    EXPECT_THAT(delivered(),
-                ElementsAre("b many.k 1", "a many.k 1", "b many.k 1", "b many.k 1", "a many.k 1",
-                            "b many.k 1", "b many.k ", "a many.k ", "b many.k "));
-}
-
-TEST_F(TwinBus, AListenerHearsEveryLaterSetOfEveryKeyThatBeginsWithItsText) {
+TEST_F(TwinBus, ListenersHearInTheirOrderEveryLaterSetOfEveryKeyThatBeginsWithTheirText) {
     nbus_set("pre.zoom", "earlier");
-    nbus_listen("pre.zoom", hear<'z'>);
+    nbus_listen("pre.zoom", hear<'b'>);
+    nbus_listen("pre", hear<'a'>);
+    nbus_listen("pre.zoom", hear<'b'>);
     for (const char* const key :
-         {"pre.zoom", "pre.zoomstatus", "pre.zoom.x", "pre.zoo", "xpre.zoom", "pre.Zoom"}) {
+         {"pre.zoom", "pre.zoom", "pre.zoomstatus", "pre.zoo", "xpre.zoom"}) {
         nbus_set(key, "v");
     }
-    EXPECT_THAT(delivered(), ElementsAre("z pre.zoom v", "z pre.zoomstatus v", "z pre.zoom.x v"));
+    EXPECT_THAT(delivered(),
+                ElementsAre("b pre.zoom v", "a pre.zoom v", "b pre.zoom v", "b pre.zoom v",
+                            "a pre.zoom v", "b pre.zoom v", "b pre.zoomstatus v",
+                            "a pre.zoomstatus v", "b pre.zoomstatus v", "a pre.zoo v"));
 }
 
-TEST_F(TwinBus, GetSeesOwnSetsAtOnceAndLeavesTheBufferOfAnAbsentKey) {
-    nbus_set("get.k", "first");
-    nbus_set("get.k", "abcdef");
-    nbus_set("get.empty", "");
-    EXPECT_EQ(get("get.k"), "abcdef");
-    EXPECT_EQ(get("get.empty"), "");
-    EXPECT_EQ(get("get.none"), "absent");
-    EXPECT_EQ(get("get.k", 7), "abcdef");
-    EXPECT_EQ(get("get.k", 4), "abc");
-    EXPECT_EQ(get("get.k", 1), "");
-}
-
-TEST_F(TwinBus, NamesComeInByteOrderAndAreLongerThanThePrefix) {
+TEST_F(TwinBus, GetSeesOwnSetsAtOnceAndNamesComeInByteOrder) {
     for (const char* const key : {"n.a", "n.a.b", "n.aZ", "n.a.B", "n.b", "n.a\xff"}) {
-        nbus_set(key, "");
+        nbus_set(key, "first");
+        nbus_set(key, "abcdef");
     }
+    EXPECT_EQ(get("n.a"), "abcdef");
+    EXPECT_EQ(get("n.none"), "absent");
+    EXPECT_EQ(get("n.a", 4), "abc");
+    EXPECT_EQ(get("n.a", 1), "");
     EXPECT_THAT(names("n.a"), ElementsAre("n.a.B", "n.a.b", "n.aZ", "n.a\xff"));
-    EXPECT_THAT(names("n.nothing"), IsEmpty());
     std::array<char, 4> cut{};
     EXPECT_EQ(nbus_get_name("n.a", 0, cut.data(), 4), 0);
     EXPECT_STREQ(cut.data(), "n.a");
@@ -139,20 +124,13 @@ TEST_F(TwinBus, TheOwnCameraIsCam1) {
 TEST_F(TwinBus, RefusesOverlongTextsUnlessTheGuardIsOff) {
     const std::string longest(127, 'v');
     const std::string overlong(128, 'v');
-    nbus_listen("long", hear<'l'>);
     EXPECT_EQ(nbus_set("long", longest.c_str()), 0);
-    EXPECT_EQ(nbus_set(("long" + std::string(123, 'k')).c_str(), "v"), 0);
-    delivered();
-    testing::internal::CaptureStderr();
+    EXPECT_EQ(nbus_set(longest.c_str(), "v"), 0);
+    nbus_listen("long", hear<'l'>);
     EXPECT_NE(nbus_set("long", overlong.c_str()), 0);
-    EXPECT_NE(nbus_set(("long" + std::string(124, 'k')).c_str(), "v"), 0);
-    EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                testing::AllOf(testing::HasSubstr("value of 128 bytes"),
-                               testing::HasSubstr("key of 128 bytes")));
+    EXPECT_NE(nbus_set(overlong.c_str(), "v"), 0);
     EXPECT_NE(twin::setFromOutside("long", overlong), "");
-    EXPECT_THAT(delivered(), IsEmpty());
     EXPECT_EQ(get("long"), longest);
-
     fault("bus-overlong");
     EXPECT_EQ(nbus_set("long", overlong.c_str()), 0);
     EXPECT_THAT(delivered(), ElementsAre("l long " + overlong));
@@ -174,68 +152,39 @@ TEST_F(TwinBus, OnlyTheDaemonsSetsFailWhereTheBusRefuses) {
 
 TEST_F(TwinBus, SurvivesMisuse) {
     std::array<char, 4> buffer{'x'};
+    char* const to = buffer.data();
     nbus_set("misuse", "v");
-    EXPECT_NE(nbus_set(nullptr, "v"), 0);
-    EXPECT_NE(nbus_set("misuse", nullptr), 0);
-    EXPECT_NE(nbus_set("", "v"), 0);
-    EXPECT_NE(nbus_listen(nullptr, hear<'a'>), 0);
-    EXPECT_NE(nbus_listen("misuse", nullptr), 0);
-    EXPECT_NE(nbus_get(nullptr, buffer.data(), 4), 0);
-    EXPECT_NE(nbus_get("misuse", nullptr, 4), 0);
+    std::vector<int> results = {nbus_set(nullptr, "v"),
+                                nbus_set("misuse", nullptr),
+                                nbus_set("", "v"),
+                                nbus_listen(nullptr, hear<'a'>),
+                                nbus_listen("misuse", nullptr),
+                                nbus_get(nullptr, to, 4),
+                                nbus_get("misuse", nullptr, 4),
+                                nbus_get_name(nullptr, 0, to, 4),
+                                nbus_get_name("mis", 0, nullptr, 4)};
     for (const int size : {0, -1, INT_MIN}) {
-        EXPECT_NE(nbus_get("misuse", buffer.data(), size), 0);
-        EXPECT_EQ(nbus_get_name("mis", 0, buffer.data(), size), -1);
+        results.push_back(nbus_get("misuse", to, size));
+        results.push_back(nbus_get_name("mis", 0, to, size));
     }
-    EXPECT_EQ(nbus_get_name(nullptr, 0, buffer.data(), 4), -1);
-    EXPECT_EQ(nbus_get_name("mis", 0, nullptr, 4), -1);
+    EXPECT_THAT(results, testing::Each(testing::Ne(0)));
     EXPECT_EQ(buffer[0], 'x');
 }
 
 TEST_F(TwinBus, PresetsAndSettingsOutliveARestart) {
-    struct Case {
-        const char* key;
-        bool outlives;
-    };
-    constexpr Case kCases[] = {
-        {"lens.camN.preset1", true},
-        {"lens.camN.preset2", true},
-        {"lens.camN.mode_rotate", true},
-        {"lens.camN.focus_after_zoom", true},
-        {"lens.camN.light.front_left.color", true},
-        {"image.camN.flip", true},
-        {"event.camN.light.flash", true},
-        {"image.cam2.flip", true},
-        {"lens.camN.zoom", false},
-        {"lens.camN.zoomstatus", false},
-        {"lens.camN.position_zoom", false},
-        {"lens.camN.range.zoom", false},
-        {"lens.camN.action.cmd", false},
-        {"lens.camN.act_preset", false},
-        {"demo.ptz.action", false},
-        {"demo.ptz.position.zoom", false},
-        {"system.camN.info.power_consumption", false},
-    };
-    for (const Case& each : kCases) {
-        twin::setFromOutside(each.key, "kept");
-        EXPECT_EQ(twin::lastingKeys().contains(each.key), each.outlives) << each.key;
-    }
-    for (const auto& [key, value] : twin::factorySettings()) {
+    const std::string lasting[] = {
+        "lens.camN.preset1",          "lens.camN.mode_rotate", "lens.camN.light.front_left.color",
+        "lens.camN.focus_after_zoom", "image.camN.flip",       "event.camN.light.flash"};
+    const std::string passing[] = {"lens.camN.zoom",          "lens.camN.zoomstatus",
+                                   "lens.camN.position_zoom", "lens.camN.range.zoom",
+                                   "lens.camN.action.cmd",    "lens.camN.act_preset",
+                                   "demo.ptz.action",         "system.camN.info.power_consumption"};
+    for (const std::string& key : lasting) {
         EXPECT_TRUE(twin::outlivesRestart(key)) << key;
     }
-}
-
-TEST_F(TwinBus, WaitsForASetFromNowOn) {
-    nbus_set("wait.k", "v");
-    delivered();
-    const twin::Microseconds start = twin::now();
-    EXPECT_EQ(twin::waitForSet("wait.k", "v", start + 100), std::nullopt);
-    EXPECT_EQ(twin::now(), start + 100);
-    twin::scheduleEvent(
-        start + 150, [](std::int64_t) { nbus_set("wait.k", "other"); }, 0);
-    twin::scheduleEvent(
-        start + 170, [](std::int64_t) { nbus_set("wait.k", "v"); }, 0);
-    EXPECT_EQ(twin::waitForSet("wait.k", "v", start + 1000), start + 170);
-    EXPECT_EQ(twin::now(), start + 170);
+    for (const std::string& key : passing) {
+        EXPECT_FALSE(twin::outlivesRestart(key)) << key;
+    }
 }
 
 }  // namespace

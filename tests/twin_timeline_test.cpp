@@ -69,15 +69,6 @@ TEST_F(TwinTimeline, EventsComeFirstThenActorsInTheOrderOfTheirStart) {
     EXPECT_THAT(happened(), ElementsAre("10 event 1", "10 event 2", "10 a", "10 b"));
 }
 
-TEST_F(TwinTimeline, AnActorAloneStopsWhereTheConsoleStops) {
-    twin::startActor("alone", walk<'x', 10>, nullptr);
-    pass(25);
-    EXPECT_THAT(happened(), ElementsAre("0 x", "10 x", "20 x"));
-    EXPECT_EQ(twin::now(), gStart + 25);
-    pass(5);
-    EXPECT_THAT(happened(), ElementsAre("30 x"));
-}
-
 TEST_F(TwinTimeline, AGateLetsTheConsolePassAtTheInstantOfItsOpening) {
     static twin::Gate gate;
     twin::startActor(
@@ -125,7 +116,6 @@ TEST_F(TwinTimeline, TheRawClockFollows) {
 }
 
 TEST_F(TwinTimeline, TheGuardNamesAnActorThatNeverYields) {
-    testing::FLAGS_gtest_death_test_style = "threadsafe";
     EXPECT_EXIT(
         {
             twin::startWatch(1);

@@ -7,6 +7,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <map>
 #include <sstream>
 #include <string>
@@ -30,11 +31,9 @@ protected:
     static void build(int lensType, const Memory& memory, const std::string& mount = "ceiling") {
         ASSERT_EQ(twin::makeHead({lensType, mount, 1}, memory), "");
     }
-
     static void pass(twin::Microseconds time) {
         twin::sleepUntil(twin::now() + time);
     }
-
     static int position(twin::Axis axis) {
         return twin::axisTruth(axis).position;
     }
@@ -43,48 +42,39 @@ protected:
     }
 
     // Executes the words of a `fault` command; its answer's first line.
-    static std::string fault(const std::string& text) {
+    static std::string fault(const std::string& text, bool accepted = true) {
         std::istringstream stream(text);
-        std::vector<std::string> words;
-        for (std::string word; stream >> word;) {
-            words.push_back(word);
-        }
-        bool ok = false;
-        const std::vector<std::string> answer = twin::faultCommand(words, ok);
-        EXPECT_EQ(ok, answer.size() > 1 || answer[0] == "ok") << text;
-        return answer[0];
+        const std::vector<std::string> words(std::istream_iterator<std::string>(stream), {});
+        bool ok = true;
+        const std::string answer = twin::faultCommand(words, ok).at(0);
+        EXPECT_EQ(ok, accepted) << text << ": " << answer;
+        return answer;
     }
 
-    // From here on the trace goes to a file of ours.
-    void startTrace() {
-        traceFile_ = std::tmpfile();
-        ASSERT_NE(traceFile_, nullptr);
+    // Once in a test: the trace's lines of what `act` does, with times counted from its beginning.
+    template <typename Act>
+    static std::vector<std::string> traceOf(Act act) {
+        FILE* const file = std::tmpfile();
         FILE* const output = stdout;
         std::fflush(output);
         const int descriptor = dup(STDOUT_FILENO);
-        dup2(fileno(traceFile_), STDOUT_FILENO);
+        dup2(fileno(file), STDOUT_FILENO);
         twin::openOutput({.trace = true});
         stdout = output;
         dup2(descriptor, STDOUT_FILENO);
         close(descriptor);
-    }
-
-    // The trace's lines so far, with times counted from `start`.
-    std::vector<std::string> traceSince(twin::Microseconds start) {
+        const double start = static_cast<double>(twin::now()) / 1e6;
+        act();
         twin::flushOutput();
-        std::rewind(traceFile_);
+        std::rewind(file);
         std::vector<std::string> lines;
-        char line[256];
-        while (std::fgets(line, sizeof line, traceFile_) != nullptr) {
+        for (char line[256]; std::fgets(line, sizeof line, file) != nullptr;) {
             char* rest = nullptr;
             const double seconds = std::strtod(line, &rest);
-            std::string text = std::to_string(seconds - static_cast<double>(start) / 1e6) + rest;
-            text.pop_back();
-            lines.push_back(text);
+            lines.push_back(std::to_string(seconds - start) + rest);
+            lines.back().pop_back();
         }
+        std::fclose(file);
         return lines;
     }
-
-private:
-    FILE* traceFile_ = nullptr;
 };

@@ -28,7 +28,7 @@ void runRotateTest() {
     setMotorPower(1);
     for (int cycle = 0; cycle < kCycles; ++cycle) {
         for (int move = 0; move < kMovesPerCycle; ++move) {
-            rotateTo(std::int64_t{start} + move * kMoveSteps);
+            rotateTo(start + std::int64_t{move} * kMoveSteps);
             sleepMicroseconds(kSettleMicroseconds);
         }
         std::printf("Test Count=%d\n", cycle);

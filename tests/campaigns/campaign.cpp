@@ -21,7 +21,7 @@ constexpr int kWorkers = 2;
 
 const std::vector<CampaignSession> kSessions = {
     {"start", "run 3"},
-    {"first-start", "run 45", true},
+    {"first-start", "run 45", "ceiling", 150, true},
     {"home-all", "set lens.camN.action.cmd home1\nrun 40"},
     {"home-rotate-lens", "set lens.camN.action.cmd home2\nrun 15"},
     {"home-pan-tilt", "set lens.camN.action.cmd home3\nrun 15"},
@@ -75,6 +75,11 @@ const std::vector<CampaignSession> kSessions = {
     {"mode-rotate",
      "set lens.camN.mode_rotate rotate\nset lens.camN.rotate a:1500\nrun 20\n"
      "set lens.camN.pan a:30000\nrun 40"},
+    {"mode-rotate-desktop",
+     "set lens.camN.tilt a:3200\nset lens.camN.rotate a:400\nrun 5\n"
+     "set lens.camN.mode_rotate rotate\nrun 0.1\nset lens.camN.pan a:10100\nrun 15",
+     "desktop"},
+    {"rotate-test", "set lens.camN.rotate test\nrun 12", "ceiling", 700},
     {"demo",
      "set demo.ptz.action P12000\nrun 2\nset demo.ptz.action t300\nrun 2\n"
      "set demo.ptz.action Z700\nrun 2\nset demo.ptz.action f-200\nrun 2\n"
@@ -227,6 +232,10 @@ Camera cameraFor(const Stage& stage) {
         camera.remove(kPositionFile);
     }
     return camera;
+}
+
+Session runOn(const Camera& camera, const Stage& stage, const std::string& script) {
+    return camera.run(script, {"--clock", "virtual", "--trace", "--mount", stage.session->mount});
 }
 
 std::uint64_t pick(std::uint64_t& seed, std::uint64_t limit) {

@@ -11,8 +11,11 @@
 // What is asked of a camera that stands at `Positions{}` and has been on for a second.
 struct CampaignSession {
     const char* name;
-    // Console commands; only `run` lets time pass. At the end everything rests.
+    // Console commands; only `run` lets time pass.
     const char* script;
+    const char* mount = "ceiling";
+    // Seconds after which all that it began is over, whatever went wrong.
+    int rest = 150;
     // Without a position file: homes at start-up.
     bool unhomed = false;
 };
@@ -37,8 +40,9 @@ struct Stage {
 Stage stageOf(const std::string& caseName);
 std::string stageName(const CampaignSession& session, int lensType);
 
-// A camera of its own on which the stage's session can begin.
+// A camera of its own on which the stage's session can begin, and a run of it.
 Camera cameraFor(const Stage& stage);
+Session runOn(const Camera& camera, const Stage& stage, const std::string& script);
 
 // The next number below `limit`; repeats for a seed.
 std::uint64_t pick(std::uint64_t& seed, std::uint64_t limit);

@@ -1,0 +1,77 @@
+// The fixed-step sweep called with each of its modes, and the diagnostic score.
+#include "focus/focus_sweep.h"
+
+#include "app/lens_type.h"
+#include "control_state.h"
+#include "focus/focus_search.h"
+#include "focus/focus_stats.h"
+#include "focus/focus_sweep_adaptive.h"
+#include "platform/encoder.h"
+#include "tests/twin_world.h"
+
+namespace {
+
+using twin::Axis;
+
+// Sharpest focus of the areas at this zoom: A, B between, C.
+constexpr int kZoom = 550;
+constexpr int kPeakOfA = 1262;
+constexpr int kPeak = 1256;
+constexpr int kPeakOfC = 1251;
+
+class FocusSweep : public TwinWorld {
+protected:
+    static void standAt(int focus) {
+        build(0, {{"zoom.position", std::to_string(kZoom)},
+                  {"focus.position", std::to_string(focus)}});
+        ASSERT_EQ(PTZShmInit(), 0);
+        selectLensType();
+        setAxisPosition(::Axis::focus, focus);
+        giEncodeStarted = 1;
+    }
+};
+
+TEST_F(FocusSweep, TheModeChoosesTheAreaAndTheStepWhetherItGoesThere) {
+    struct {
+        int mode, step, result;
+        bool goesThere;
+    } const cases[] = {
+        {1, 2, kPeak, true},      {1, 4, kPeak, true},      {1, 5, kPeak, false},
+        {2, 2, kPeak, true},      {2, 10, kPeak, true},     {3, 2, kPeak, true},
+        {3, 10, kPeak, true},     {4, 2, kPeak, true},      {4, 10, kPeak, false},
+        {5, 2, kPeakOfA, true},   {5, 10, kPeakOfA, false}, {6, 2, kPeakOfC, true},
+        {6, 10, kPeakOfC, false}, {0, 2, kPeak, false},     {7, 2, kPeak, false},
+    };
+    for (const auto& each : cases) {
+        const std::string name =
+            "mode " + std::to_string(each.mode) + " step " + std::to_string(each.step);
+        standAt(1400);
+        const int result = focusSweep(kPeak - 60, kPeak + 60, each.step, each.mode);
+        EXPECT_NEAR(result, each.result, each.step / 2 + 1) << name;
+        EXPECT_EQ(position(Axis::focus) == result, each.goesThere) << name;
+        EXPECT_EQ(position(Axis::focus), axisPosition(::Axis::focus)) << name;
+    }
+}
+
+TEST_F(FocusSweep, ASmallIntervalOrAPresetWordLeavesNothingToSearch) {
+    standAt(1400);
+    EXPECT_EQ(focusSweep(kPeak, kPeak + 2, 2, 1), -1);
+    EXPECT_EQ(focusSweepAdaptive(kPeak, kPeak + 2), 0);
+    standAt(1400);
+    giActPreset = 5;
+    EXPECT_EQ(focusSweep(kPeak - 60, kPeak + 60, 2, 1), 1400);
+    EXPECT_EQ(focusSweepAdaptive(kPeak - 60, kPeak + 60), 1400);
+    EXPECT_EQ(position(Axis::focus), 1400);
+}
+
+TEST_F(FocusSweep, TheWeightedScoreIsMostlyThatOfAreaA) {
+    standAt(kPeakOfA);
+    const int atA = focusScoreWeighted();
+    EXPECT_NEAR(atA, 1.55e8 / 5 + 1.5e4 * 3 / 5, 2000);
+    standAt(kPeakOfC);
+    EXPECT_LT(focusScoreWeighted(), atA);
+    EXPECT_EQ(fault("statistics-fail"), "ok");
+    EXPECT_EQ(focusScoreWeighted(), 0);
+}
+
+}  // namespace

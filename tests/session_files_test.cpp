@@ -1,0 +1,213 @@
+// Plays tests/data/sessions/*.txt: what a camera is told, and what it then says and does.
+//
+// A line of such a file is one of these; blank lines and those that begin with # are passed over.
+//
+//   @camera [AXIS N | lens N]...  A camera is switched on that stands at these positions (the
+//                                 others: tests/session.h), with this lens type.
+//   @again                        The same camera is switched on again.
+//   @bus KEY VALUE                A setting that the camera keeps,
+//   @head NAME VALUE              an entry of its mechanism's memory, or
+//   @fault WORDS                  a fault that is in force, when it is switched on.
+//   @file PATH [LINE]             A file with this line; none, where there is no line.
+//   @mount NAME                   Where it hangs, if not from the ceiling.
+//   @boot                         The trace counts from power-up, not from the first `set`.
+//   @all                          LEDs, sensor and power figure are in the trace, too.
+//   @show TEXT | TEXT...          Only trace lines with one of these texts count,
+//   @hide TEXT | TEXT...          and none with one of these.
+//   @order                        Trace lines stand without their times.
+//   @exit N                       The exit status, if it is not 0.
+//   > COMMAND                     A command for the console; the twin's manual describes them.
+//   = ANSWER                      The console's answer.
+//   MILLISECONDS KIND TEXT        A line of the trace, with its time after the last `set`.
+//
+// Answers and trace lines are all that come, in their order; a `set` stands among them at its
+// place.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "session.h"
+
+namespace {
+
+// From one switching on of a camera to the next.
+struct Boot {
+    std::string script;
+    std::string expected = "\n";
+    std::vector<std::string> shown;
+    std::vector<std::string> hidden;
+    bool whole = false;
+    bool everything = false;
+    bool timed = true;
+    std::string mount = "ceiling";
+    int status = 0;
+};
+
+std::vector<std::string> split(const std::string& texts) {
+    std::vector<std::string> parts;
+    for (std::size_t begin = 0; begin < texts.size();) {
+        const std::size_t end = std::min(texts.find(" | ", begin), texts.size());
+        parts.push_back(texts.substr(begin, end - begin));
+        begin = end + 3;
+    }
+    return parts;
+}
+
+bool counts(const Event& event, const Boot& boot) {
+    Trace one{{event}};
+    one = boot.shown.empty() ? one : one.about(boot.shown);
+    one = one.without(boot.hidden);
+    return !one.events.empty() && (boot.everything || !isBackground(event));
+}
+
+std::string transcript(const Boot& boot, const std::string& output) {
+    std::ostringstream text;
+    text << '\n';
+    bool begun = boot.whole;
+    std::int64_t start = 0;
+    std::istringstream lines(output);
+    for (std::string line; std::getline(lines, line);) {
+        const auto event = readEvent(line);
+        if (line.starts_with("= ")) {
+            text << line << '\n';
+        } else if (event && event->kind == "cmd") {
+            text << "> set " << event->text << '\n';
+            start = event->time;
+            begun = true;
+        } else if (event && begun && counts(*event, boot)) {
+            if (boot.timed) {
+                text << static_cast<double>(event->time - start) / 1000 << ' ';
+            }
+            text << event->line() << '\n';
+        }
+    }
+    return text.str();
+}
+
+void play(const Camera& camera, const Boot& boot) {
+    const Session run =
+        camera.run(boot.script, {"--clock", "virtual", "--trace", "--mount", boot.mount});
+    EXPECT_EQ(run.status, boot.status) << run.errors;
+    EXPECT_EQ(transcript(boot, run.output), boot.expected);
+}
+
+void switchOn(std::optional<Camera>& camera, std::istringstream& words) {
+    Positions positions;
+    int lensType = 0;
+    std::string name;
+    for (int value = 0; words >> name >> value;) {
+        int* place = name == "lens" ? &lensType : nullptr;
+        for (const auto& [axis, position] : kAxisPositions) {
+            place = name == axis ? &(positions.*position) : place;
+        }
+        ASSERT_NE(place, nullptr) << name;
+        *place = value;
+    }
+    camera.emplace(positions, lensType);
+}
+
+void take(const std::string& directive, std::optional<Camera>& camera, Boot& boot) {
+    std::istringstream words(directive);
+    std::string word;
+    words >> word;
+    if (word == "camera") {
+        switchOn(camera, words);
+        return;
+    }
+    std::string first;
+    std::string rest;
+    if (word == "bus" || word == "head" || word == "file") {
+        words >> first;
+    }
+    std::getline(words >> std::ws, rest);
+    if (word == "bus") {
+        camera->setting(first, rest);
+    } else if (word == "head") {
+        camera->remember(first, rest);
+    } else if (word == "fault") {
+        camera->fault(rest);
+    } else if (word == "boot") {
+        boot.whole = true;
+    } else if (word == "all") {
+        boot.everything = true;
+    } else if (word == "show") {
+        boot.shown = split(rest);
+    } else if (word == "hide") {
+        boot.hidden = split(rest);
+    } else if (word == "order") {
+        boot.timed = false;
+    } else if (word == "file") {
+        rest.empty() ? camera->remove(first) : camera->write(first, rest + "\n");
+    } else if (word == "mount") {
+        boot.mount = rest;
+    } else if (word == "exit") {
+        boot.status = std::stoi(rest);
+    } else {
+        EXPECT_EQ(word, "again");
+    }
+}
+
+class SessionFile : public testing::TestWithParam<std::filesystem::path> {};
+
+TEST_P(SessionFile, ComesOutAsItIsWritten) {
+    std::ifstream file(GetParam());
+    ASSERT_TRUE(file);
+    std::optional<Camera> camera;
+    Boot boot;
+    std::string heading = "the first boot";
+    int number = 0;
+    const auto end = [&] {
+        SCOPED_TRACE(heading);
+        if (camera) {
+            play(*camera, boot);
+        }
+        boot = {};
+        heading = "the boot of line " + std::to_string(number);
+    };
+    for (std::string line; std::getline(file, line);) {
+        ++number;
+        if (line.empty() || line[0] == '#') {
+            continue;
+        }
+        if (line.starts_with("@camera") || line == "@again") {
+            end();
+        }
+        if (line[0] == '@') {
+            take(line.substr(1), camera, boot);
+            continue;
+        }
+        if (line.starts_with("> ")) {
+            boot.script += line.substr(2) + "\n";
+        }
+        if (!line.starts_with("> ") || line.starts_with("> set ")) {
+            boot.expected += line + "\n";
+        }
+    }
+    end();
+}
+
+std::vector<std::filesystem::path> sessionFiles() {
+    std::vector<std::filesystem::path> files;
+    for (const auto& entry :
+         std::filesystem::directory_iterator(KESTREL_SOURCE_DIR "/tests/data/sessions")) {
+        files.push_back(entry.path());
+    }
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+std::string nameOf(const testing::TestParamInfo<std::filesystem::path>& info) {
+    std::string name = info.param.stem();
+    std::replace(name.begin(), name.end(), '-', '_');
+    return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Every, SessionFile, testing::ValuesIn(sessionFiles()), nameOf);
+
+}  // namespace
