@@ -12,7 +12,7 @@
 #include <string>
 
 #include "campaign.h"
-#include "tests/whole_daemon.h"
+#include "whole_daemon.h"
 
 namespace {
 

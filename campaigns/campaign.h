@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "../session.h"
+#include "tests/session.h"
 
 // What is asked of a camera that stands at `Positions{}` and has been on for a second.
 struct CampaignSession {

@@ -10,8 +10,8 @@
 #include <cstring>
 #include <filesystem>
 
+#include "campaigns/whole_daemon.h"
 #include "fuzz_world.h"
-#include "tests/whole_daemon.h"
 
 // The compiler's counters. This file is compiled without any: where it has some, the compiler has
 // these names for itself.
