@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <sstream>
 #include <vector>
@@ -199,20 +200,24 @@ void set(const std::string& key, const std::string& value) {
     twin::settle();
 }
 
-struct Resting {
-    const char* axis;
+struct AxisRow {
+    const char* name;
+    twin::Axis axis;
     std::size_t word;  // of the position file
-    int position;
+    int position;      // at the start
+    // Two places in the range: at least one of them is a move.
+    const char* somewhere;
+    const char* elsewhere;
 };
 
-constexpr Resting kResting[] = {
-    {"pan", 16, 10000}, {"tilt", 17, 2000}, {"rotate", 18, 533},
-    {"zoom", 13, 1000}, {"focus", 15, 800}, {"iris", 20, 0},
+constexpr AxisRow kAxes[] = {
+    {"pan", twin::Axis::pan, 16, 10000, "a:9000", "a:9500"},
+    {"tilt", twin::Axis::tilt, 17, 2000, "a:2000", "a:2300"},
+    {"rotate", twin::Axis::rotate, 18, 533, "a:800", "a:900"},
+    {"zoom", twin::Axis::zoom, 13, 1000, "a:600", "a:700"},
+    {"focus", twin::Axis::focus, 15, 800, "a:600", "a:700"},
+    {"iris", twin::Axis::iris, 20, 0, "a:20", "a:30"},
 };
-
-constexpr twin::Axis kAxes[] = {twin::Axis::pan,  twin::Axis::tilt,  twin::Axis::rotate,
-                                twin::Axis::zoom, twin::Axis::focus, twin::Axis::iris};
-constexpr const char* kAxisNames[] = {"pan", "tilt", "rotate", "zoom", "focus", "iris"};
 
 void mustSucceed(const std::string& problem) {
     if (!problem.empty()) {
@@ -244,17 +249,14 @@ std::string business() {
     for (const auto& kind : kinds) {
         result += kind.goesOn ? std::string(" ") + kind.what : "";
     }
-    for (std::size_t i = 0; i < std::size(kAxes); ++i) {
-        result += twin::axisTruth(kAxes[i]).busy ? std::string(" ") + kAxisNames[i] : "";
+    for (const AxisRow& row : kAxes) {
+        result += twin::axisTruth(row.axis).busy ? std::string(" ") + row.name : "";
     }
     return result;
 }
 
 // Lets time pass until nothing moves and no request is left. What still goes on after an hour.
 std::string rest() {
-    for (const char* const axis : kAxisNames) {
-        set(std::string("lens.camN.") + axis, "stop");
-    }
     std::string going;
     for (int second = 0, quiet = 0; second < kLongestSeconds && quiet < kQuietSeconds; ++second) {
         pass(1);
@@ -262,6 +264,16 @@ std::string rest() {
         quiet = going.empty() ? quiet + 1 : 0;
     }
     return going.empty() ? "" : "without end:" + going;
+}
+
+// One word for each axis, and what comes of it.
+template <typename WordFor>
+std::string giveWords(WordFor wordFor) {
+    for (const AxisRow& row : kAxes) {
+        set(std::string("lens.camN.") + row.name, std::invoke(wordFor, row));
+    }
+    pass(1);
+    return rest();
 }
 
 std::string problems() {
@@ -312,8 +324,8 @@ void boot(const std::string& directory) {
     }
     std::map<std::string, std::string> memory;
     std::array<std::int32_t, 30> words{};
-    for (const Resting& axis : kResting) {
-        memory[std::string(axis.axis) + ".position"] = std::to_string(axis.position);
+    for (const AxisRow& axis : kAxes) {
+        memory[std::string(axis.name) + ".position"] = std::to_string(axis.position);
         words[axis.word] = axis.position;
     }
     for (const char* const axis : {"pan", "tilt"}) {
@@ -342,10 +354,16 @@ std::string scriptOf(const std::uint8_t* acts, std::size_t size) {
 
 std::string ordeal(const std::uint8_t* acts, std::size_t size) {
     const bool faulty = play(acts, size);
-    std::string problem = rest();
+    std::string problem = giveWords([](const AxisRow&) { return "stop"; });
     if (problem.empty() && faulty) {
         set("lens.camN.action.cmd", "home1");
         problem = rest();
+    }
+    // A preset request in the middle of a move leaves the axis on "run"; its next move ends that.
+    for (const auto place : {&AxisRow::somewhere, &AxisRow::elsewhere}) {
+        if (problem.empty()) {
+            problem = giveWords(place);
+        }
     }
     return problem.empty() ? problems() : problem;
 }

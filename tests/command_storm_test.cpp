@@ -28,9 +28,9 @@
 namespace {
 
 constexpr int kThreads = 4;
-constexpr double kSpeed = 20;
+constexpr double kSpeed = 1000;
 
-// Boots the daemon in this process, on the real clock, and traces it into a file.
+// Boots the daemon in this process, on the real clock, and traces it into a file. Once per process.
 class StormRealClock : public testing::Test {
 protected:
     StormRealClock() {
@@ -56,7 +56,9 @@ protected:
         for (int i = 0; i < result->total_part_count(); ++i) {
             std::fprintf(stderr, "%s\n", result->GetTestPartResult(i).message());
         }
-        std::filesystem::remove_all(directory_);
+        // The daemon still runs: it loses its files before they go.
+        std::filesystem::rename(directory_, directory_ + "-gone");
+        std::filesystem::remove_all(directory_ + "-gone");
     }
 
     template <typename Condition>
@@ -85,7 +87,8 @@ protected:
         }
     }
 
-    // The trace's lines that begin so, each cut to the number that follows.
+    // The number that follows in each of the trace's lines that begin so. The lens loop's own lines
+    // have a slash behind it, or "stop" in its place.
     std::vector<int> numbersAfter(const std::string& begin) const {
         twin::flushOutput();
         std::ifstream trace(directory_ + "/trace");
@@ -93,7 +96,12 @@ protected:
         for (std::string line; std::getline(trace, line);) {
             const std::size_t text = line.find(' ') + 1;
             if (line.compare(text, begin.size(), begin) == 0) {
-                numbers.push_back(std::atoi(line.c_str() + text + begin.size()));
+                const char* const digits = line.c_str() + text + begin.size();
+                char* end = nullptr;
+                const long number = std::strtol(digits, &end, 10);
+                if (end != digits && *end != '/') {
+                    numbers.push_back(static_cast<int>(number));
+                }
             }
         }
         return numbers;
