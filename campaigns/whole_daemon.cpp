@@ -8,6 +8,7 @@
 #include <functional>
 #include <map>
 #include <sstream>
+#include <utility>
 #include <vector>
 
 #include "app/command_buffers.h"
@@ -179,6 +180,11 @@ bool isFault(const std::string& text) {
     return text.starts_with("fault ");
 }
 
+// A fast preset replaces what pan and tilt are just doing; meant so.
+bool mayLoseSteps(const std::string& text) {
+    return isFault(text) || text.starts_with("lens.camN.action.cmd homeP");
+}
+
 void fault(const std::string& text) {
     std::istringstream stream(text);
     std::vector<std::string> words;
@@ -232,16 +238,19 @@ void runDaemon(void*) {
     std::abort();
 }
 
-// What goes on at present; empty if nothing does.
+// What has gone on since the last call; empty if nothing has.
 std::string business() {
+    static std::array<int, std::size(kAxes)> positions{};
     const struct {
         const char* what;
         bool goesOn;
     } kinds[] = {
         {"a homing request", giHomeRequest != 0},
         {"an autofocus request", giAfRequest != 0},
-        // It waits for the supply, and for every motor to have stopped well.
-        {"a levelling request", giAutoRotate != 0 && giPoeStatus == 0 && giMotorRunning == 0},
+        // It waits for the supply, and for every motor to have stopped well. The rotate test does
+        // not.
+        {"a levelling request",
+         giAutoRotate == 3 || (giAutoRotate != 0 && giPoeStatus == 0 && giMotorRunning == 0)},
         {"a preset run", giActPreset != -1},
         {"a demo action", claimUnlessDone(gszDemoPtzAction) != nullptr},
     };
@@ -249,8 +258,10 @@ std::string business() {
     for (const auto& kind : kinds) {
         result += kind.goesOn ? std::string(" ") + kind.what : "";
     }
-    for (const AxisRow& row : kAxes) {
-        result += twin::axisTruth(row.axis).busy ? std::string(" ") + row.name : "";
+    for (std::size_t i = 0; i < std::size(kAxes); ++i) {
+        const twin::AxisTruth truth = twin::axisTruth(kAxes[i].axis);
+        const bool moved = std::exchange(positions[i], truth.position) != truth.position;
+        result += truth.busy || moved ? std::string(" ") + kAxes[i].name : "";
     }
     return result;
 }
@@ -292,24 +303,22 @@ std::string problems() {
     return check == "ok" ? "" : check;
 }
 
-// Whether a fault was among the acts.
+// Whether a counter may have lost the truth.
 bool play(const std::uint8_t* acts, std::size_t size) {
-    bool faulty = false;
+    bool doubtful = false;
     for (std::size_t at = 0; at + kActBytes <= size; at += kActBytes) {
         const Step step = stepOf(acts + at);
         if (isFault(step.text)) {
             fault(step.text);
-            faulty = true;
         } else {
             const std::size_t blank = step.text.find(' ');
             set(step.text.substr(0, blank), step.text.substr(blank + 1));
         }
+        doubtful = doubtful || mayLoseSteps(step.text);
         pass(step.pause);
     }
-    if (faulty) {
-        fault("fault clear");
-    }
-    return faulty;
+    fault("fault clear");
+    return doubtful;
 }
 
 }  // namespace
@@ -353,9 +362,9 @@ std::string scriptOf(const std::uint8_t* acts, std::size_t size) {
 }
 
 std::string ordeal(const std::uint8_t* acts, std::size_t size) {
-    const bool faulty = play(acts, size);
+    const bool doubtful = play(acts, size);
     std::string problem = giveWords([](const AxisRow&) { return "stop"; });
-    if (problem.empty() && faulty) {
+    if (problem.empty() && doubtful) {
         set("lens.camN.action.cmd", "home1");
         problem = rest();
     }

@@ -22,9 +22,9 @@ inline constexpr std::size_t kActBytes = 4;
 // The acts as commands of the console.
 std::string scriptOf(const std::uint8_t* acts, std::size_t size);
 
-// Plays the acts and lets everything come to rest; after a fault everything is homed first. What is
-// wrong then: it does not rest, the twin saw a violation, a counter is not the truth, the
-// dispatcher stands. Empty if all is well.
+// Plays the acts, lets everything come to rest, homes it if a counter may have lost the truth, and
+// moves every axis. What is wrong then: it does not rest, the twin saw a violation, a counter is
+// not the truth, the dispatcher stands. Empty if all is well.
 std::string ordeal(const std::uint8_t* acts, std::size_t size);
 
 }  // namespace whole
