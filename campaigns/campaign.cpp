@@ -16,7 +16,6 @@
 
 namespace {
 
-constexpr std::uint64_t kDefaultSeed = 1;
 constexpr int kWorkers = 2;
 
 const std::vector<CampaignSession> kSessions = {
@@ -99,27 +98,6 @@ bool readUnsigned(const char* text, std::uint64_t& number) {
     const char* const end = text + std::strlen(text);
     const auto [stop, error] = std::from_chars(text, end, number);
     return error == std::errc{} && stop == end;
-}
-
-struct Request {
-    std::uint64_t seed = kDefaultSeed;
-    std::uint64_t size = 0;  // 0: all
-    std::string caseName;
-};
-
-bool readRequest(int argc, char** argv, Request& request) {
-    for (int i = 1; i < argc; ++i) {
-        if (std::strcmp(argv[i], "--case") == 0 && i + 1 < argc) {
-            request.caseName = argv[++i];
-        } else if (std::strcmp(argv[i], "--seed") == 0 && i + 1 < argc) {
-            if (!readUnsigned(argv[++i], request.seed)) {
-                return false;
-            }
-        } else if (!readUnsigned(argv[i], request.size) || request.size == 0) {
-            return false;
-        }
-    }
-    return true;
 }
 
 // Leaves `size` of the cases, in their order.
@@ -241,6 +219,21 @@ Session runOn(const Camera& camera, const Stage& stage, const std::string& scrip
 std::uint64_t pick(std::uint64_t& seed, std::uint64_t limit) {
     seed = seed * 6364136223846793005U + 1442695040888963407U;
     return (seed >> 33) % limit;
+}
+
+bool readRequest(int argc, char** argv, Request& request) {
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--case") == 0 && i + 1 < argc) {
+            request.caseName = argv[++i];
+        } else if (std::strcmp(argv[i], "--seed") == 0 && i + 1 < argc) {
+            if (!readUnsigned(argv[++i], request.seed)) {
+                return false;
+            }
+        } else if (!readUnsigned(argv[i], request.size) || request.size == 0) {
+            return false;
+        }
+    }
+    return true;
 }
 
 bool oneCaseAlone() {

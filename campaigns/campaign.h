@@ -47,6 +47,16 @@ Session runOn(const Camera& camera, const Stage& stage, const std::string& scrip
 // The next number below `limit`; repeats for a seed.
 std::uint64_t pick(std::uint64_t& seed, std::uint64_t limit);
 
+// What a campaign's command line asks for.
+struct Request {
+    std::uint64_t seed = 1;
+    std::uint64_t size = 0;  // 0: all
+    std::string caseName;    // empty: not one case alone
+};
+
+// Takes [--seed N] [--case NAME] [SIZE]. False if the command line is something else.
+bool readRequest(int argc, char** argv, Request& request);
+
 struct Campaign {
     const char* name;  // as script/campaign knows it
     // Every case's name; the seed decides what is left to chance.
@@ -57,8 +67,8 @@ struct Campaign {
     std::function<void()> report;
 };
 
-// Takes [--seed N] [--case NAME] [SIZE], runs that case, or SIZE cases taken by the seed, or all,
-// in two threads, and prints each failure with the command that repeats it. The exit status.
+// Runs the case of the command line, or as many as it says, taken by the seed, or all, in two
+// threads, and prints each failure with the command that repeats it. The exit status.
 int runCampaign(int argc, char** argv, const Campaign& campaign);
 
 // Whether one case alone is run: then its runs are shown.

@@ -2,8 +2,8 @@
 // and every counter must be true; memory and descriptors must stay as they are after the first day.
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -18,23 +18,26 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr long kUsualHours = 720;
+constexpr std::uint64_t kUsualHours = 720;
 constexpr long kHoursPerDay = 24;
 // What the allocator may still take once everything has happened for the first time.
 constexpr long kMemoryAllowanceKib = 512;
 
-long residentKib() {
+// What a leak would make grow.
+struct Footprint {
+    long memoryKib = 0;
+    long descriptors = 0;
+};
+
+Footprint footprint() {
     long pages = 0;
     long resident = 0;
     std::ifstream("/proc/self/statm") >> pages >> resident;
-    return resident * (sysconf(_SC_PAGESIZE) / 1024);
+    return {resident * (sysconf(_SC_PAGESIZE) / 1024),
+            std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator())};
 }
 
-long openDescriptors() {
-    return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
-}
-
-// A dozen acts, and an hour of idling.
+// A dozen acts, and an hour of idling. What is wrong then; empty if nothing is.
 std::string liveAnHour(std::uint64_t& seed) {
     std::array<std::uint8_t, 12 * whole::kActBytes> acts{};
     for (std::uint8_t& byte : acts) {
@@ -45,54 +48,53 @@ std::string liveAnHour(std::uint64_t& seed) {
     return problem.empty() ? "" : problem + " after\n" + whole::scriptOf(acts.data(), acts.size());
 }
 
+// Whether all went well. The process's standard output is the daemon's meanwhile.
+bool live(long hours, std::uint64_t seed, std::FILE* report) {
+    const Footprint start = footprint();
+    Footprint settled = start;
+    long failures = 0;
+    const std::uint64_t firstSeed = seed;
+    for (long hour = 1; hour <= hours; ++hour) {
+        if (const std::string problem = liveAnHour(seed); !problem.empty()) {
+            ++failures;
+            std::fprintf(report, "%s    script/campaign long-run --seed %llu %ld\n",
+                         problem.c_str(), static_cast<unsigned long long>(firstSeed), hour);
+        }
+        if (hour == std::min(kHoursPerDay, hours / 2)) {
+            settled = footprint();
+        }
+        std::fprintf(stderr, "\rlong-run: hour %ld of %ld, %ld KiB, %ld failed", hour, hours,
+                     footprint().memoryKib, failures);
+    }
+    std::fputs("\n", stderr);
+    const long grown = footprint().memoryKib - settled.memoryKib;
+    const long leaked = footprint().descriptors - settled.descriptors;
+    std::fprintf(report, "long-run: %ld hours, %ld failed; %ld KiB at first, ", hours, failures,
+                 start.memoryKib);
+    std::fprintf(report, "after a day %ld, since then %+ld KiB and %+ld descriptors\n",
+                 settled.memoryKib, grown, leaked);
+    return failures == 0 && grown <= kMemoryAllowanceKib && leaked == 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-    std::uint64_t seed = 1;
-    long hours = kUsualHours;
-    for (int i = 1; i < argc; ++i) {
-        if (std::string(argv[i]) == "--seed" && i + 1 < argc) {
-            seed = std::strtoull(argv[++i], nullptr, 10);
-        } else {
-            hours = std::strtol(argv[i], nullptr, 10);
-        }
-    }
-    if (hours <= 0) {
+    Request request;
+    request.size = kUsualHours;
+    if (!readRequest(argc, argv, request)) {
         std::fputs("usage: script/campaign long-run [--seed N] [HOURS]\n", stderr);
         return 2;
     }
     std::string directory = fs::temp_directory_path().string() + "/kestrel-long-XXXXXX";
     if (mkdtemp(directory.data()) == nullptr) {
+        std::fprintf(stderr, "cannot make %s\n", directory.c_str());
         return 1;
     }
     std::FILE* const report = fdopen(dup(STDOUT_FILENO), "w");
-    const auto start = std::chrono::steady_clock::now();
     whole::boot(directory);
-    long failures = 0;
-    long memory = residentKib();
-    long descriptors = openDescriptors();
-    const long startMemory = memory;
-    for (long hour = 1; hour <= hours; ++hour) {
-        if (const std::string problem = liveAnHour(seed); !problem.empty()) {
-            ++failures;
-            std::fprintf(report, "hour %ld: %s", hour, problem.c_str());
-        }
-        if (hour == kHoursPerDay || (hours < kHoursPerDay && hour == hours / 2)) {
-            memory = residentKib();
-            descriptors = openDescriptors();
-        }
-        std::fprintf(stderr, "\rlong-run: hour %ld of %ld, %ld KiB, %ld failed", hour, hours,
-                     residentKib(), failures);
-    }
-    const long grown = residentKib() - memory;
-    const long leaked = openDescriptors() - descriptors;
-    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
-    std::fputs("\n", stderr);
-    std::fprintf(report,
-                 "long-run: %ld hours in %.0f s, %ld failed; %ld KiB at first, %+ld KiB and %+ld "
-                 "descriptors since\n",
-                 hours, elapsed.count(), failures, startMemory, grown, leaked);
+    const bool good = live(static_cast<long>(request.size), request.seed, report);
     std::fclose(report);
     fs::remove_all(directory);
-    _exit(failures == 0 && grown <= kMemoryAllowanceKib && leaked == 0 ? 0 : 1);
+    // The daemon does not end.
+    _exit(good ? 0 : 1);
 }
