@@ -127,7 +127,11 @@ void getKey(const Arguments& arguments) {
 }
 
 void listKeys(const Arguments& arguments) {
-    const auto keys = busKeysBelow(arguments.words.empty() ? "" : arguments.words[0]);
+    const std::string prefix = arguments.words.empty() ? "" : arguments.words[0];
+    if (!checkKey(prefix)) {
+        return;
+    }
+    const auto keys = busKeysBelow(prefix);
     for (const auto& [key, value] : keys) {
         answer(key + " " + value);
     }

@@ -64,7 +64,7 @@ std::string restoreAxes(Memory& memory) {
             !takeNumber(memory, entryOf(axis, "lost"), 10, lost) ||
             !placeAxis(axis, position, lost)) {
             return std::string("the saved ") + axisName(axis) +
-                   " axis is not between this camera's stops";
+                   " axis is not between this camera's stops; is --lens-type as in the run before?";
         }
     }
     for (const Axis axis : kCountedAxes) {

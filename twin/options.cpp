@@ -112,11 +112,9 @@ void printHelp() {
         std::printf("  %s\n        %s\n", usageOf(row).c_str(), row.help);
     }
     std::puts(
-        "\nWithout --clock the clock is real where commands are typed at a terminal, else "
-        "virtual.\n"
-        "Exit status: 0; 1 if an expect or wait failed or a command was wrong; 2 for a wrong "
-        "option;\n"
-        "the daemon's own where it ended itself.");
+        "\nWithout --clock the clock is real where input and output are a terminal, else virtual.\n"
+        "Exit status: 0; 1 if a wait, expect or check failed, a command was wrong or the camera's\n"
+        "directory is of no use; 2 for a wrong option; the daemon's own where it ended itself.");
 }
 
 std::string acceptedOptions() {
@@ -130,6 +128,21 @@ std::string acceptedOptions() {
 CommandLine wrong(const std::string& text) {
     std::fprintf(stderr, "kestrel-twin: %s\n", text.c_str());
     return {false, 2, {}};
+}
+
+// What is wrong with an option that was not taken.
+std::string misuse(const std::string& word, bool lacksValue) {
+    const std::string name = word.substr(0, word.find('='));
+    for (const OptionRow& row : kOptions) {
+        // Options may be shortened as long as they are clear.
+        if (lacksValue && usageOf(row).starts_with(name)) {
+            return name + " needs a value, accepted: " + usageOf(row);
+        }
+        if (name == usageOf(row)) {
+            return name + " takes no value, accepted: " + usageOf(row);
+        }
+    }
+    return "unknown option " + word + ", accepted: " + acceptedOptions();
 }
 
 CommandLine finish(Given& given) {
@@ -162,11 +175,7 @@ CommandLine readCommandLine(int argc, char** argv) {
             break;
         }
         if (found == ':' || found == '?') {
-            // optopt is an option's own number where only its value is wrong or missing.
-            const std::string word = argv[std::min(current, argc - 1)];
-            return wrong(found == ':'
-                             ? word + " needs a value"
-                             : "unknown option " + word + ", accepted: " + acceptedOptions());
+            return wrong(misuse(argv[std::min(current, argc - 1)], found == ':'));
         }
         const OptionRow& row = kOptions[static_cast<std::size_t>(found)];
         if (row.take == nullptr) {

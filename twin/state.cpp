@@ -4,6 +4,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdio>
@@ -15,6 +16,7 @@
 
 #include "twin/bus.h"
 #include "twin/files.h"
+#include "twin/line_reader.h"
 #include "twin/output.h"
 
 namespace twin {
@@ -66,7 +68,7 @@ std::optional<std::string> unescaped(std::string_view text) {
     return result;
 }
 
-// Reads NAME VALUE lines with texts of at most `longest` bytes; returns the number of lines that
+// Reads NAME VALUE lines with values of at most `longest` bytes; returns the number of lines that
 // are none.
 int readTexts(std::istream& stream, std::size_t longest, Texts& texts) {
     int damaged = 0;
@@ -79,7 +81,7 @@ int readTexts(std::istream& stream, std::size_t longest, Texts& texts) {
         }
         const auto name = unescaped(std::string_view(line).substr(0, blank));
         const auto value = unescaped(std::string_view(line).substr(blank + 1));
-        if (!name || !value || name->size() > longest || value->size() > longest) {
+        if (!name || !value || name->size() > kLongestBusText || value->size() > longest) {
             ++damaged;
             continue;
         }
@@ -122,6 +124,12 @@ bool lockDirectory() {
     return descriptor < 0 || flock(descriptor, LOCK_EX | LOCK_NB) == 0;
 }
 
+// Whether the saved faults let the bus carry more than it should.
+bool busIsOverlong(const Texts& head) {
+    return std::any_of(head.begin(), head.end(),
+                       [](const auto& entry) { return entry.second == "bus-overlong"; });
+}
+
 std::string readState(SavedState& state) {
     const std::string headPath = stateDirectory() + "/head";
     const std::string busPath = stateDirectory() + "/bus";
@@ -132,7 +140,8 @@ std::string readState(SavedState& state) {
     }
     std::ifstream bus(busPath, std::ios::binary);
     if (bus) {
-        if (const int damaged = readTexts(bus, kLongestBusText, state.bus); damaged > 0) {
+        const std::size_t longest = busIsOverlong(state.head) ? kLongestInputLine : kLongestBusText;
+        if (const int damaged = readTexts(bus, longest, state.bus); damaged > 0) {
             complain(busPath + ": " + std::to_string(damaged) + " damaged lines left out");
         }
     }
