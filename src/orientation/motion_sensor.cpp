@@ -3,6 +3,7 @@
 #include <linux/i2c-dev.h>
 #include <linux/i2c.h>
 
+#include <algorithm>
 #include <cstdio>
 
 #include "control_state.h"
@@ -32,26 +33,49 @@ float countsToAcceleration(std::int16_t counts) {
     return static_cast<float>(counts * 0.061 * 9.80665 / 1000);
 }
 
-std::int32_t GyroWriteReg(const RegisterValue& entry) {
+// The most that one transfer carries, the register number included.
+constexpr int kLongestTransfer = 256;
+
+// Writes `length` bytes to the device at `address`: the register's number and what `data` has for
+// it and the registers after it. What the transfer returned, or -1 if the bus is not open.
+std::int32_t GyroI2cWrite(std::uint8_t address, std::uint8_t first, const std::uint8_t* data,
+                          int length) {
     const std::int32_t fd = giGyroFd;
     if (fd < 0) {
         return -1;
     }
-    std::uint8_t bytes[] = {entry.address, entry.value};
-    i2c_msg message = {kAddress, 0, sizeof bytes, bytes};
+    std::uint8_t bytes[kLongestTransfer] = {first};
+    std::copy_n(data, length - 1, bytes + 1);
+    i2c_msg message = {address, 0, static_cast<std::uint16_t>(length), bytes};
     i2c_rdwr_ioctl_data request = {&message, 1};
     return transferI2c(fd, &request);
 }
 
-std::uint8_t GyroReadReg(std::uint8_t address) {
-    std::uint8_t value = 0;
+// Reads `length` bytes from the register on; zeros if the transfer fails. 0, or below 0 for a
+// failed transfer and a bus that is not open.
+std::int32_t GyroI2cRead(std::uint16_t address, std::uint8_t first, std::uint8_t* data,
+                         int length) {
     const std::int32_t fd = giGyroFd;
     if (fd < 0) {
-        return value;
+        return -1;
     }
-    i2c_msg messages[] = {{kAddress, 0, 1, &address}, {kAddress, I2C_M_RD, 1, &value}};
+    std::uint8_t received[kLongestTransfer] = {};
+    i2c_msg messages[] = {{address, 0, 1, &first},
+                          {address, I2C_M_RD, static_cast<std::uint16_t>(length), received}};
     i2c_rdwr_ioctl_data request = {messages, 2};
-    transferI2c(fd, &request);
+    const std::int32_t result = transferI2c(fd, &request);
+    std::copy_n(received, length, data);
+    return std::min(result, 0);
+}
+
+std::int32_t GyroWriteReg(const RegisterValue& entry) {
+    return GyroI2cWrite(kAddress, entry.address, &entry.value, 2);
+}
+
+// 0 if it cannot be read.
+std::uint8_t GyroReadReg(std::uint8_t address) {
+    std::uint8_t value = 0;
+    GyroI2cRead(kAddress, address, &value, 1);
     return value;
 }
 
