@@ -71,7 +71,7 @@ bool live(long hours, std::uint64_t seed, std::FILE* report) {
     const long leaked = footprint().descriptors - settled.descriptors;
     std::fprintf(report, "long-run: %ld hours, %ld failed; %ld KiB at first, ", hours, failures,
                  start.memoryKib);
-    std::fprintf(report, "after a day %ld, since then %+ld KiB and %+ld descriptors\n",
+    std::fprintf(report, "%ld once settled, since then %+ld KiB and %+ld descriptors\n",
                  settled.memoryKib, grown, leaked);
     return failures == 0 && grown <= kMemoryAllowanceKib && leaked == 0;
 }
