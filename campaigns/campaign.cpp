@@ -94,12 +94,6 @@ const std::vector<CampaignSession> kSessions = {
 
 bool gOneCaseAlone = false;
 
-bool readUnsigned(const char* text, std::uint64_t& number) {
-    const char* const end = text + std::strlen(text);
-    const auto [stop, error] = std::from_chars(text, end, number);
-    return error == std::errc{} && stop == end;
-}
-
 // Leaves `size` of the cases, in their order.
 void sample(std::vector<std::string>& cases, std::uint64_t size, std::uint64_t seed) {
     if (size == 0 || size >= cases.size()) {
@@ -219,6 +213,12 @@ Session runOn(const Camera& camera, const Stage& stage, const std::string& scrip
 std::uint64_t pick(std::uint64_t& seed, std::uint64_t limit) {
     seed = seed * 6364136223846793005U + 1442695040888963407U;
     return (seed >> 33) % limit;
+}
+
+bool readUnsigned(const char* text, std::uint64_t& number) {
+    const char* const end = text + std::strlen(text);
+    const auto [stop, error] = std::from_chars(text, end, number);
+    return error == std::errc{} && stop == end;
 }
 
 bool readRequest(int argc, char** argv, Request& request) {

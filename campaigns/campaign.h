@@ -47,6 +47,9 @@ Session runOn(const Camera& camera, const Stage& stage, const std::string& scrip
 // The next number below `limit`; repeats for a seed.
 std::uint64_t pick(std::uint64_t& seed, std::uint64_t limit);
 
+// False, and `number` unchanged, unless the whole text is a number.
+bool readUnsigned(const char* text, std::uint64_t& number);
+
 // What a campaign's command line asks for.
 struct Request {
     std::uint64_t seed = 1;

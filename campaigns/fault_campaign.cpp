@@ -19,6 +19,7 @@ enum Effect : unsigned {
     kLosesSets = 2,   // "stop" and positions may not reach the bus
     kDeafens = 4,     // in force at start-up, the daemon hears nothing for the whole run
     kHidesLens = 8,   // in force at start-up, the daemon keeps another lens's ranges
+    kHoldsUp = 16,    // a move may take longer than the session has
 };
 
 struct FaultRow {
@@ -74,7 +75,18 @@ constexpr FaultRow kFailingCalls[] = {
 };
 
 // Each for every axis alone, and for all.
-constexpr const char* kAxisFaults[] = {"stuck", "slip 40", "never-ready", "slow 30"};
+struct AxisFaultRow {
+    const char* words;
+    unsigned onHead;  // pan, tilt and all
+    unsigned onLens;
+};
+
+constexpr AxisFaultRow kAxisFaults[] = {
+    {"stuck", kLosesSteps, kLosesSteps},
+    {"slip 40", kLosesSteps, kLosesSteps},
+    {"never-ready", kLosesSteps | kHoldsUp, kHoldsUp},
+    {"slow 30", kNone, kNone},
+};
 
 constexpr FaultRow kOtherFaults[] = {
     {"axis all slow 2", kNone},
@@ -115,9 +127,12 @@ std::vector<Fault> makeFaults() {
             faults.push_back({std::string("call ") + row.words + calls, row.effects});
         }
     }
-    for (const char* const axis : {"pan", "tilt", "rotate", "zoom", "focus", "iris", "all"}) {
-        for (const char* const what : kAxisFaults) {
-            faults.push_back({std::string("axis ") + axis + " " + what, kLosesSteps});
+    for (const AxisFaultRow& row : kAxisFaults) {
+        for (const char* const axis : {"pan", "tilt", "all"}) {
+            faults.push_back({std::string("axis ") + axis + " " + row.words, row.onHead});
+        }
+        for (const char* const axis : {"rotate", "zoom", "focus", "iris"}) {
+            faults.push_back({std::string("axis ") + axis + " " + row.words, row.onLens});
         }
     }
     for (const FaultRow& row : kOtherFaults) {
@@ -150,7 +165,8 @@ struct OpenRun {
 
 constexpr OpenRun kOpenRuns[] = {
     {"a preset's stored focus gets no \"stop\"", "preset-locked", "focus", kNone},
-    {"a preset run abandoned for a plain move stops no axis", "preset", nullptr, kLosesSteps},
+    {"a preset run abandoned for a plain move stops no axis", "preset", nullptr,
+     kLosesSteps | kHoldsUp},
     {"a preset without a record ends the move that it takes over", "preset-locked", nullptr,
      kLosesSteps},
 };
@@ -188,16 +204,18 @@ FaultCase caseNamed(const std::string& name) {
     std::string rest = result.stage.rest;
     const std::string when = takeUpTo(rest, '/');
     result.fromBoot = when == "boot";
-    while (result.stage.session != nullptr && !rest.empty()) {
+    bool known = result.stage.session != nullptr && (result.fromBoot || when == "session");
+    while (known && !rest.empty()) {
         const std::string words = takeUpTo(rest, '+');
-        for (const Fault& fault : kFaults) {
-            if (fault.words == words) {
-                result.faults.push_back(fault);
-                result.effects |= fault.effects;
-            }
+        const auto fault = std::find_if(kFaults.begin(), kFaults.end(),
+                                        [&](const Fault& row) { return row.words == words; });
+        known = fault != kFaults.end();
+        if (known) {
+            result.faults.push_back(*fault);
+            result.effects |= fault->effects;
         }
     }
-    return result;
+    return known ? result : FaultCase{};
 }
 
 std::string plainMoves() {

@@ -2,7 +2,8 @@
 // Whatever the power left must be true or marked as doubtful, and the next boot must cope with it.
 //
 // A case is SESSION/LENS/N (before the N-th change; where that is the writing of the position file,
-// also after its truncation) or SESSION/LENS/@T (T microseconds after power-up).
+// also after its truncation) or SESSION/LENS/@T (T microseconds after power-up). Each session's
+// last case is its end: so a session that goes wrong by itself fails there.
 #include <algorithm>
 #include <cstdio>
 #include <map>
@@ -69,6 +70,26 @@ bool anyRunning(const Cut& cut) {
     });
 }
 
+// Whether the cut came within so many microseconds of the last line that begins so.
+bool cutsSoonAfter(const Cut& cut, const char* line, std::int64_t limit) {
+    const std::vector<Event> events = cut.run.trace.about({line}).events;
+    return !events.empty() && cut.time() - events.back().time <= limit;
+}
+
+// Whether a fast preset may still have been under way: it says nothing itself, and the autofocus
+// behind it ends with a "stop".
+bool inFastPreset(const Cut& cut, const AxisRow& axis) {
+    constexpr const char* kStart = "cmd lens.camN.action.cmd homeP2";
+    constexpr std::int64_t kSavedAfter = 200'000;
+    if (cut.run.trace.count(kStart) == 0) {
+        return false;
+    }
+    const Trace trace = cut.run.trace.after(kStart);
+    return trace.count(statusLine(axis)) == 0 &&
+           (trace.count("bus lens.camN.focusstatus stop") == 0 ||
+            cutsSoonAfter(cut, "bus lens.camN.focusstatus stop", kSavedAfter));
+}
+
 // Where the design lets a wrong position pass unmarked. The first row that applies counts.
 struct Hole {
     const char* what;
@@ -77,15 +98,13 @@ struct Hole {
 
 constexpr Hole kHoles[] = {
     {"iris: has no marker (driven to its stop at the next start)",
-     [](const Cut&, const AxisRow& axis) { return axis.marker == nullptr; }},
+     [](const Cut& cut, const AxisRow& axis) {
+         return axis.marker == nullptr &&
+                (anyRunning(cut) || !lastStatus(cut.run.trace, axis).text.ends_with(" stop"));
+     }},
     {"position file cut between truncation and write",
      [](const Cut& cut, const AxisRow&) { return cut.truncated; }},
-    {"fast preset: sets no marker",
-     [](const Cut& cut, const AxisRow& axis) {
-         const Trace& trace = cut.run.trace;
-         return trace.count("cmd lens.camN.action.cmd homeP") > 0 &&
-                trace.after("cmd lens.camN.action.cmd homeP2").count(statusLine(axis)) == 0;
-     }},
+    {"fast preset: sets no marker", inFastPreset},
     {"rotate test: sets no marker",
      [](const Cut& cut, const AxisRow& axis) {
          return axis.name == std::string("rotate") &&
@@ -94,7 +113,7 @@ constexpr Hole kHoles[] = {
     {"servo after a pan move: sets no marker",
      [](const Cut& cut, const AxisRow& axis) {
          return axis.name == std::string("rotate") && !isRunning(cut.run.trace, axis) &&
-                cut.run.trace.count("log in RotateMode2PanMode") > 0;
+                cutsSoonAfter(cut, "log in RotateMode2PanMode", 1'000'000);
      }},
     {"\"run\" published and not yet delivered, position file already written",
      [](const Cut& cut, const AxisRow& axis) {
@@ -299,9 +318,14 @@ std::string runCase(const std::string& name) {
     if (stage.rest[0] != '@') {
         return cutAtPoint(stage, camera);
     }
-    countCut("at an instant in between");
-    const std::int64_t time = std::stoll(stage.rest.substr(1));
-    const Session run = runOn(camera, stage, cutAt(scriptOf(*stage.session), time));
+    const std::string script = scriptOf(*stage.session);
+    std::uint64_t time = 0;
+    if (!readUnsigned(stage.rest.c_str() + 1, time) ||
+        time > static_cast<std::uint64_t>(lengthOf(script))) {
+        return "    the session has no such instant\n";
+    }
+    countCut("at an instant in between, or at the end");
+    const Session run = runOn(camera, stage, cutAt(script, static_cast<std::int64_t>(time)));
     return judge({stage, run, camera, false});
 }
 
@@ -352,6 +376,7 @@ std::vector<std::string> allCases(std::uint64_t seed) {
             for (int i = 0; i < kInstantsPerStage && course.times.size() > 1; ++i) {
                 cases.push_back(stage + "@" + std::to_string(pickInstant(course, seed)));
             }
+            cases.push_back(stage + "@" + std::to_string(lengthOf(scriptOf(session))));
         }
     }
     return cases;
