@@ -188,7 +188,7 @@ bool isFault(const std::string& text) {
     return text.starts_with("fault ");
 }
 
-// A fast preset replaces what pan and tilt are just doing; meant so.
+// A fast preset replaces what tilt is just doing; meant so.
 bool mayLoseSteps(const std::string& text) {
     return isFault(text) || text.starts_with("lens.camN.action.cmd homeP");
 }
