@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstdio>
 
+#include "axis_places.h"
 #include "campaign.h"
 
 namespace {
@@ -143,18 +144,6 @@ std::vector<Fault> makeFaults() {
 
 const std::vector<Fault> kFaults = makeFaults();
 
-struct AxisMove {
-    const char* name;
-    // Two places in every lens's range: at least one of them is a move.
-    const char* somewhere;
-    const char* elsewhere;
-};
-
-constexpr AxisMove kMoves[] = {
-    {"pan", " a:9000", " a:9500"}, {"tilt", " a:2000", " a:2300"}, {"rotate", " a:800", " a:900"},
-    {"zoom", " a:600", " a:700"},  {"focus", " a:600", " a:700"},  {"iris", " a:20", " a:30"},
-};
-
 // "run" that the design does not end; the axis's next move does.
 struct OpenRun {
     const char* why;
@@ -220,9 +209,10 @@ FaultCase caseNamed(const std::string& name) {
 
 std::string plainMoves() {
     std::string script;
-    for (const AxisMove& axis : kMoves) {
-        const std::string set = std::string("set lens.camN.") + axis.name;
-        script += set + axis.somewhere + "\nrun 6\n" + set + axis.elsewhere + "\nrun 6\n";
+    for (const AxisPlaces& axis : kAxisPlaces) {
+        for (const int place : {axis.somewhere, axis.elsewhere}) {
+            script += "set " + commandKey(axis) + " " + wordTo(place) + "\nrun 6\n";
+        }
     }
     return script;
 }
@@ -263,11 +253,11 @@ double secondsOf(const std::string& script) {
     return static_cast<double>(lengthOf(script)) / 1e6;
 }
 
-std::string statusLine(const AxisMove& axis) {
+std::string statusLine(const AxisPlaces& axis) {
     return std::string("bus lens.camN.") + axis.name + "status ";
 }
 
-bool endsByStop(const Trace& trace, const AxisMove& axis) {
+bool endsByStop(const Trace& trace, const AxisPlaces& axis) {
     const Trace statuses = trace.about({statusLine(axis)});
     return statuses.events.empty() || !statuses.events.back().text.ends_with(" run");
 }
@@ -276,7 +266,7 @@ bool endsByStop(const Trace& trace, const AxisMove& axis) {
 std::array<std::atomic<int>, std::size(kOpenRuns)> gOpenRuns;
 
 // Whether the axis may go without its "stop"; counts it.
-bool mayStayOpen(const FaultCase& each, const AxisMove& axis) {
+bool mayStayOpen(const FaultCase& each, const AxisPlaces& axis) {
     for (std::size_t i = 0; i < std::size(kOpenRuns); ++i) {
         const OpenRun& row = kOpenRuns[i];
         const bool named = row.axis == nullptr ? axis.name != std::string("iris")
@@ -305,7 +295,7 @@ std::string judge(const FaultCase& each, const Parts& parts, const Session& run)
     const double rest = secondsOf(parts.session) + secondsOf(parts.rest);
     const double moves = rest + secondsOf(parts.moves);
     const double end = moves + secondsOf(parts.homeAndMoves) + 1;
-    for (const AxisMove& axis : kMoves) {
+    for (const AxisPlaces& axis : kAxisPlaces) {
         const std::string name = axis.name;
         require(endsByStop(run.trace.between(0, rest), axis) || mayStayOpen(each, axis),
                 name + ": no \"stop\" after the last \"run\"");

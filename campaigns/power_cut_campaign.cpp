@@ -11,6 +11,7 @@
 #include <optional>
 #include <set>
 
+#include "axis_places.h"
 #include "campaign.h"
 
 namespace {
@@ -18,23 +19,18 @@ namespace {
 constexpr int kInstantsPerStage = 100;
 constexpr const char* kHomeMarker = "/mnt/nand/Home.txt";
 
-struct AxisRow {
-    const char* name;
-    std::size_t word;  // of the position file
+struct AxisRow : AxisPlaces {
     const char* marker;
     bool reported;  // whether the next boot says "fail"
-    // Two places in every lens's range: at least one of them is a move.
-    int somewhere;
-    int elsewhere;
 };
 
 constexpr AxisRow kAxes[] = {
-    {"pan", 16, "/mnt/nand/PanMotor.txt", true, 9000, 9500},
-    {"tilt", 17, "/mnt/nand/TiltMotor.txt", true, 2000, 2300},
-    {"zoom", 13, "/mnt/nand/ZoomMotor.txt", true, 600, 700},
-    {"focus", 15, "/mnt/nand/FocusMotor.txt", true, 600, 700},
-    {"rotate", 18, "/mnt/nand/RotatrMotor.txt", false, 800, 900},
-    {"iris", 20, nullptr, false, 20, 30},
+    {kAxisPlaces[0], "/mnt/nand/PanMotor.txt", true},
+    {kAxisPlaces[1], "/mnt/nand/TiltMotor.txt", true},
+    {kAxisPlaces[2], "/mnt/nand/ZoomMotor.txt", true},
+    {kAxisPlaces[3], "/mnt/nand/FocusMotor.txt", true},
+    {kAxisPlaces[4], "/mnt/nand/RotatrMotor.txt", false},
+    {kAxisPlaces[5], nullptr, false},
 };
 
 // A session that was cut, and what it left.
@@ -219,15 +215,14 @@ Left inspect(const Cut& cut, Problems& problems) {
     return left;
 }
 
-// A boot with time for homing and levelling, then a move of every axis. Axes with markers first:
-// levelling waits for them.
+// A boot with time for homing and levelling, then a move of every axis.
 std::string nextBoot() {
     std::string script = "run 60\n";
     for (const AxisRow& axis : kAxes) {
-        const std::string set = std::string("set lens.camN.") + axis.name + " a:";
         script += axis.name == std::string("rotate") ? "run 60\n" : "";
-        script += set + std::to_string(axis.somewhere) + "\nrun 6\n";
-        script += set + std::to_string(axis.elsewhere) + "\nrun 6\n";
+        for (const int place : {axis.somewhere, axis.elsewhere}) {
+            script += "set " + commandKey(axis) + " " + wordTo(place) + "\nrun 6\n";
+        }
     }
     return script + "head\n";
 }

@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <functional>
 #include <map>
 #include <sstream>
 #include <utility>
@@ -13,6 +12,7 @@
 
 #include "app/command_buffers.h"
 #include "app/startup.h"
+#include "campaigns/axis_places.h"
 #include "control_state.h"
 #include "twin/actors.h"
 #include "twin/bus.h"
@@ -214,23 +214,15 @@ void set(const std::string& key, const std::string& value) {
     twin::settle();
 }
 
-struct AxisRow {
-    const char* name;
+struct AxisRow : AxisPlaces {
     twin::Axis axis;
-    std::size_t word;  // of the position file
-    int position;      // at the start
-    // Two places in the range: at least one of them is a move.
-    const char* somewhere;
-    const char* elsewhere;
+    int position;  // at the start
 };
 
 constexpr AxisRow kAxes[] = {
-    {"pan", twin::Axis::pan, 16, 10000, "a:9000", "a:9500"},
-    {"tilt", twin::Axis::tilt, 17, 2000, "a:2000", "a:2300"},
-    {"rotate", twin::Axis::rotate, 18, 533, "a:800", "a:900"},
-    {"zoom", twin::Axis::zoom, 13, 1000, "a:600", "a:700"},
-    {"focus", twin::Axis::focus, 15, 800, "a:600", "a:700"},
-    {"iris", twin::Axis::iris, 20, 0, "a:20", "a:30"},
+    {kAxisPlaces[0], twin::Axis::pan, 10000},  {kAxisPlaces[1], twin::Axis::tilt, 2000},
+    {kAxisPlaces[2], twin::Axis::zoom, 1000},  {kAxisPlaces[3], twin::Axis::focus, 800},
+    {kAxisPlaces[4], twin::Axis::rotate, 533}, {kAxisPlaces[5], twin::Axis::iris, 0},
 };
 
 void mustSucceed(const std::string& problem) {
@@ -289,7 +281,7 @@ std::string rest() {
 template <typename WordFor>
 std::string giveWords(WordFor wordFor) {
     for (const AxisRow& row : kAxes) {
-        set(std::string("lens.camN.") + row.name, std::invoke(wordFor, row));
+        set(commandKey(row), wordFor(row));
     }
     pass(1);
     return rest();
@@ -377,9 +369,9 @@ std::string ordeal(const std::uint8_t* acts, std::size_t size) {
         problem = rest();
     }
     // A preset request in the middle of a move leaves the axis on "run"; its next move ends that.
-    for (const auto place : {&AxisRow::somewhere, &AxisRow::elsewhere}) {
+    for (const auto place : {&AxisPlaces::somewhere, &AxisPlaces::elsewhere}) {
         if (problem.empty()) {
-            problem = giveWords(place);
+            problem = giveWords([place](const AxisRow& row) { return wordTo(row.*place); });
         }
     }
     return problem.empty() ? problems() : problem;
