@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "twin/optics.h"
+#include "twin/world/optics.h"
 
 namespace {
 

@@ -19,11 +19,11 @@
 #include "app/startup.h"
 #include "platform/clock.h"
 #include "platform/nbus.h"
-#include "twin/actors.h"
-#include "twin/bus.h"
-#include "twin/options.h"
-#include "twin/session.h"
-#include "twin/timeline.h"
+#include "twin/boundary/bus.h"
+#include "twin/camera/session.h"
+#include "twin/clock/actors.h"
+#include "twin/clock/timeline.h"
+#include "twin/console/console.h"
 
 namespace {
 
@@ -108,10 +108,11 @@ int printTime(char**) {
 }
 
 int startDaemon(char**) {
-    twin::Options options;
+    twin::SessionOptions options;
     options.virtualClock = false;
     options.output.quiet = true;
-    twin::runSession(options, runKestrel);
+    twin::powerUp(options, runKestrel);
+    twin::endRun(twin::runConsole(false));
 }
 
 int gHeard = 0;

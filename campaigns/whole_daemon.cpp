@@ -14,14 +14,14 @@
 #include "app/startup.h"
 #include "campaigns/axis_places.h"
 #include "control_state.h"
-#include "twin/actors.h"
-#include "twin/bus.h"
-#include "twin/faults.h"
-#include "twin/files.h"
-#include "twin/head.h"
-#include "twin/mechanism.h"
-#include "twin/output.h"
-#include "twin/settings.h"
+#include "twin/boundary/bus.h"
+#include "twin/boundary/files.h"
+#include "twin/camera/head.h"
+#include "twin/camera/settings.h"
+#include "twin/clock/actors.h"
+#include "twin/trace/output.h"
+#include "twin/world/faults.h"
+#include "twin/world/mechanism.h"
 
 namespace whole {
 

@@ -11,10 +11,10 @@
 #include "app/bus_keys.h"
 #include "control_state.h"
 #include "platform/nbus.h"
-#include "twin/actors.h"
-#include "twin/bus.h"
-#include "twin/files.h"
-#include "twin/head.h"
+#include "twin/boundary/bus.h"
+#include "twin/boundary/files.h"
+#include "twin/camera/head.h"
+#include "twin/clock/actors.h"
 
 namespace {
 

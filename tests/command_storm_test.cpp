@@ -21,9 +21,9 @@
 #include "platform/nbus.h"
 #include "session.h"
 #include "tests/twin_world.h"
-#include "twin/bus.h"
-#include "twin/files.h"
-#include "twin/settings.h"
+#include "twin/boundary/bus.h"
+#include "twin/boundary/files.h"
+#include "twin/camera/settings.h"
 
 namespace {
 

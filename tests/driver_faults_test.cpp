@@ -6,8 +6,8 @@
 #include "axis/axis_driver.h"
 #include "control_state.h"
 #include "platform/motor_mcu.h"
-#include "twin/actors.h"
-#include "twin/head.h"
+#include "twin/camera/head.h"
+#include "twin/clock/actors.h"
 
 namespace {
 

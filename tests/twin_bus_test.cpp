@@ -8,8 +8,8 @@
 
 #include "platform/nbus.h"
 #include "tests/twin_world.h"
-#include "twin/bus.h"
-#include "twin/settings.h"
+#include "twin/boundary/bus.h"
+#include "twin/camera/settings.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include "platform/clock.h"
 #include "platform/thread.h"
 #include "tests/twin_world.h"
-#include "twin/timeline.h"
-#include "twin/watch.h"
+#include "twin/camera/watch.h"
+#include "twin/clock/timeline.h"
 
 namespace {
 

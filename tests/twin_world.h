@@ -13,11 +13,11 @@
 #include <string>
 #include <vector>
 
-#include "twin/actors.h"
-#include "twin/faults.h"
-#include "twin/head.h"
-#include "twin/mechanism.h"
-#include "twin/output.h"
+#include "twin/camera/head.h"
+#include "twin/clock/actors.h"
+#include "twin/trace/output.h"
+#include "twin/world/faults.h"
+#include "twin/world/mechanism.h"
 
 class TwinWorld : public testing::Test {
 protected:

@@ -39,42 +39,42 @@ bool readNumber(std::string_view text, Number least, Number most, Number& number
 bool takeClock(Given& given, const char* value) {
     const std::string_view word = value;
     given.clock = true;
-    given.options.virtualClock = word == "virtual";
+    given.options.session.virtualClock = word == "virtual";
     return word == "virtual" || word == "real";
 }
 
 bool takeSpeed(Given& given, const char* value) {
     given.speed = true;
-    return readNumber(value, 0.01, 1000.0, given.options.speed);
+    return readNumber(value, 0.01, 1000.0, given.options.session.speed);
 }
 
 bool takeState(Given& given, const char* value) {
-    given.options.stateDirectory = value;
-    return !given.options.stateDirectory.empty();
+    given.options.session.stateDirectory = value;
+    return !given.options.session.stateDirectory.empty();
 }
 
 bool takeLensType(Given& given, const char* value) {
-    return readNumber(value, INT_MIN, INT_MAX, given.options.camera.lensType);
+    return readNumber(value, INT_MIN, INT_MAX, given.options.session.camera.lensType);
 }
 
 bool takeMount(Given& given, const char* value) {
     constexpr std::array<std::string_view, 6> kMounts = {"ceiling", "desktop", "wall0",
                                                          "wall90",  "wall180", "wall270"};
-    given.options.camera.mount = value;
+    given.options.session.camera.mount = value;
     return std::find(kMounts.begin(), kMounts.end(), value) != kMounts.end();
 }
 
 bool takeSeed(Given& given, const char* value) {
-    return readNumber<std::uint64_t>(value, 0, UINT64_MAX, given.options.camera.seed);
+    return readNumber<std::uint64_t>(value, 0, UINT64_MAX, given.options.session.camera.seed);
 }
 
 bool takeTrace(Given& given, const char*) {
-    given.options.output.trace = true;
+    given.options.session.output.trace = true;
     return true;
 }
 
 bool takeQuiet(Given& given, const char*) {
-    given.options.output.quiet = true;
+    given.options.session.output.quiet = true;
     return true;
 }
 
@@ -149,12 +149,12 @@ CommandLine finish(Given& given) {
     Options& options = given.options;
     options.interactive = isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1;
     if (!given.clock) {
-        options.virtualClock = !options.interactive;
+        options.session.virtualClock = !options.interactive;
     }
-    if (given.speed && options.virtualClock) {
+    if (given.speed && options.session.virtualClock) {
         return wrong("--speed is accepted with --clock real only");
     }
-    options.output.lineByLine = options.interactive || !options.virtualClock;
+    options.session.output.lineByLine = options.interactive || !options.session.virtualClock;
     return {true, 0, options};
 }
 

@@ -1,19 +1,12 @@
 // The command line.
 #pragma once
 
-#include <string>
-
-#include "twin/head.h"
-#include "twin/output.h"
+#include "twin/camera/session.h"
 
 namespace twin {
 
 struct Options {
-    bool virtualClock = true;
-    double speed = 1.0;
-    std::string stateDirectory;  // empty: a private one that goes with the run
-    CameraOptions camera;
-    OutputOptions output;
+    SessionOptions session;
     bool interactive = false;  // commands are typed at a terminal
 };
 

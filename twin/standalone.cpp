@@ -4,9 +4,9 @@
 #include <cstdlib>
 #include <string>
 
-#include "twin/bus.h"
-#include "twin/head.h"
-#include "twin/settings.h"
+#include "twin/boundary/bus.h"
+#include "twin/camera/head.h"
+#include "twin/camera/settings.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 
 #include "app/bus_keys.h"
 #include "fuzz_world.h"
-#include "twin/actors.h"
+#include "twin/clock/actors.h"
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     openFuzzWorld();

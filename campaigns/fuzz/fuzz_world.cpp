@@ -10,11 +10,11 @@
 
 #include "control_state.h"
 #include "platform/files.h"
-#include "twin/actors.h"
-#include "twin/bus.h"
-#include "twin/files.h"
-#include "twin/head.h"
-#include "twin/settings.h"
+#include "twin/boundary/bus.h"
+#include "twin/boundary/files.h"
+#include "twin/camera/head.h"
+#include "twin/camera/settings.h"
+#include "twin/clock/actors.h"
 
 std::string privateDirectory() {
     static std::string directory;

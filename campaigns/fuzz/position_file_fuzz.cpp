@@ -5,7 +5,7 @@
 #include "axis/axes.h"
 #include "axis/position_store.h"
 #include "fuzz_world.h"
-#include "twin/actors.h"
+#include "twin/clock/actors.h"
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     openFuzzWorld();

@@ -3,8 +3,8 @@
 
 #include "fuzz_world.h"
 #include "motion/preset_record.h"
-#include "twin/actors.h"
-#include "twin/bus.h"
+#include "twin/boundary/bus.h"
+#include "twin/clock/actors.h"
 
 namespace {
 constexpr const char* kKey = "lens.camN.preset1";

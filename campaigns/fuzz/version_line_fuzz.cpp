@@ -1,7 +1,7 @@
 // The file that says which firmware to expect, for both microcontrollers.
 #include "fuzz_world.h"
 #include "mcu/firmware.h"
-#include "twin/actors.h"
+#include "twin/clock/actors.h"
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     openFuzzWorld();

@@ -1,0 +1,36 @@
+// The message bus behind the daemon's boundary, as the other services of the camera and the console
+// see it.
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "twin/clock/timeline.h"
+
+namespace twin {
+
+// The longest key and the longest value, in bytes, that the bus takes.
+constexpr std::size_t kLongestBusText = 127;
+
+// Fills the bus with what it holds when the camera is powered up, without telling anyone, and
+// starts the dispatcher. Once, before the daemon uses the bus.
+void startBus(const std::map<std::string, std::string>& keys);
+
+// Another service sets a key. Returns an error text, empty on success.
+std::string setFromOutside(const std::string& key, const std::string& value);
+
+// The key's value; none if there is no such key.
+std::optional<std::string> busValue(const std::string& key);
+
+// All keys that begin with `prefix` and are longer than it, in byte order.
+std::map<std::string, std::string> busKeysBelow(const std::string& prefix);
+
+// Waits until somebody sets `key` to `value` from now on, at most until `deadline`. Returns the
+// time of the set; none if there was none. For the console only.
+std::optional<Microseconds> waitForSet(const std::string& key, const std::string& value,
+                                       Microseconds deadline);
+
+}  // namespace twin

@@ -1,0 +1,21 @@
+// The camera's files on this machine, and the faults of its flash memory.
+#pragma once
+
+#include <string>
+
+namespace twin {
+
+// Lays the camera's file tree below the directory `root`, making the directories that every camera
+// has. Returns an error text, empty on success. Before the daemon starts.
+std::string openFiles(const std::string& root);
+
+// Writes the firmware image and expected-version files that a camera is shipped with.
+std::string writeShippedFiles();
+
+// Makes the faults "files-unwritable" and "disk-full" hold as they are switched at present.
+//
+// files-unwritable: what exists can be read; nothing can be written, created, emptied or removed.
+// disk-full: files can be created, emptied, removed and read; no byte can be written.
+void applyFileFaults();
+
+}  // namespace twin

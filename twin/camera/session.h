@@ -1,0 +1,40 @@
+// One run of the camera, from power-up to its end.
+#pragma once
+
+#include <string>
+
+#include "twin/camera/head.h"
+#include "twin/trace/output.h"
+
+namespace twin {
+
+struct SessionOptions {
+    bool virtualClock = true;
+    double speed = 1.0;
+    std::string stateDirectory;  // empty: a private one that goes with the run
+    CameraOptions camera;
+    OutputOptions output;
+};
+
+// Powers the camera up and starts the daemon's main function on it. Where that is not possible, the
+// process ends with a line on standard error. Once; what follows is the caller's to drive, and ends
+// with endRun.
+void powerUp(const SessionOptions& options, int (*daemon)());
+
+// Something in this run is not as it was expected: a run that ends by itself ends with 1. Any
+// thread.
+void failRun();
+
+// The exit status of a run that ends by itself at this instant: 0 or 1. Any thread.
+int runStatus();
+
+// Ends the run at this instant: nothing moves on, lasting state is saved, output is complete, and
+// the process ends with `status`, or with 1 where that is 0 and something went wrong that must be
+// seen. Any thread; the first call counts.
+[[noreturn]] void endRun(int status);
+
+// Delivers a signal to the daemon as the operating system would, and ends the run as the daemon's
+// handler does.
+[[noreturn]] void deliverSignal(int signal);
+
+}  // namespace twin

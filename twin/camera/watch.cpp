@@ -1,0 +1,100 @@
+#include "twin/camera/watch.h"
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <thread>
+
+#include "twin/camera/session.h"
+#include "twin/camera/state.h"
+#include "twin/clock/actors.h"
+#include "twin/trace/output.h"
+
+namespace twin {
+
+namespace {
+
+std::atomic<int> gSignal{0};
+
+void deliverPending() {
+    deliverSignal(gSignal);
+}
+
+// Ends a run that cannot end itself.
+[[noreturn]] void giveUp(int status) {
+    closeOutput(false);
+    removeTemporaryState();
+    _exit(status);
+}
+
+void takeSignal(int signal) {
+    if (!clockIsVirtual()) {
+        deliverSignal(signal);
+    }
+    if (gSignal.exchange(signal) != 0) {
+        // The first one is still waiting for an actor that does not yield.
+        giveUp(128 + signal);
+    }
+    interruptRun(deliverPending);
+    eventfd_write(signalDescriptor(), 1);
+}
+
+class Guard {
+public:
+    explicit Guard(int seconds) : seconds_(seconds) {}
+
+    // Called once a second.
+    void look() {
+        const Progress progress = runProgress();
+        const bool stands = progress.running != nullptr && progress.time == last_.time &&
+                            progress.turn == last_.turn;
+        standing_ = stands ? standing_ + 1 : 0;
+        last_ = progress;
+        if (standing_ >= seconds_) {
+            std::fprintf(stderr, "kestrel-twin: %s has run for %d s without waiting; giving up\n",
+                         progress.running, seconds_);
+            giveUp(1);
+        }
+    }
+
+private:
+    int seconds_;
+    int standing_ = 0;
+    Progress last_{nullptr, 0, 0};
+};
+
+[[noreturn]] void watch(sigset_t signals, int guardSeconds) {
+    Guard guard(guardSeconds);
+    for (;;) {
+        const timespec second{1, 0};
+        const int signal = sigtimedwait(&signals, nullptr, &second);
+        if (signal > 0) {
+            takeSignal(signal);
+        } else if (clockIsVirtual()) {
+            guard.look();
+        }
+    }
+}
+
+}  // namespace
+
+int signalDescriptor() {
+    static const int descriptor = eventfd(0, EFD_CLOEXEC);
+    return descriptor;
+}
+
+void startWatch(int guardSeconds) {
+    signalDescriptor();
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int signal : {SIGINT, SIGQUIT, SIGTERM}) {
+        sigaddset(&signals, signal);
+    }
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    std::thread(watch, signals, guardSeconds).detach();
+}
+
+}  // namespace twin

@@ -1,0 +1,220 @@
+#include "twin/trace/trace.h"
+
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cinttypes>
+#include <cstdarg>
+#include <cstdio>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "twin/clock/timeline.h"
+#include "twin/trace/disk_limit.h"
+#include "twin/trace/output.h"
+
+namespace twin {
+
+namespace {
+
+constexpr std::size_t kLongestLine = 4096;
+
+OutputOptions gOptions;
+FILE* gOutput = nullptr;
+std::atomic<bool> gViolation{false};
+
+// Guards everything printed. Taken after the world's lock, never before it.
+std::mutex& outputMutex() {
+    static auto& mutex = *new std::mutex;
+    return mutex;
+}
+
+// Held while something is printed.
+struct Printing {
+    std::lock_guard<std::mutex> lock{outputMutex()};
+    OwnWriting allowed;
+};
+
+// The daemon's line that has no end yet.
+std::string& openLine() {
+    static auto& line = *new std::string;
+    return line;
+}
+
+// Control characters would break one event into several lines.
+std::string printable(std::string_view text) {
+    std::string result;
+    result.reserve(text.size());
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte >= 0x20 && byte != 0x7f) {
+            result += c;
+            continue;
+        }
+        std::array<char, 8> escape{};
+        std::snprintf(escape.data(), escape.size(), "\\x%02x", byte);
+        result += escape.data();
+    }
+    return result;
+}
+
+// The functions from here on are called with the output's lock held.
+
+void endLine() {
+    std::fputc('\n', gOutput);
+    if (gOptions.lineByLine) {
+        std::fflush(gOutput);
+    }
+}
+
+void writeTraceLine(const char* kind, std::string_view text) {
+    const Microseconds time = now();
+    const std::string line = printable(text);
+    std::fprintf(gOutput, "%" PRId64 ".%06d %s ", time / 1'000'000,
+                 static_cast<int>(time % 1'000'000), kind);
+    std::fwrite(line.data(), 1, line.size(), gOutput);
+    endLine();
+}
+
+void writeDaemonLine(std::string_view line) {
+    if (gOptions.quiet) {
+        return;
+    }
+    if (gOptions.trace) {
+        writeTraceLine("log", line);
+    } else {
+        std::fwrite(line.data(), 1, line.size(), gOutput);
+        endLine();
+    }
+}
+
+void finishDaemonLine() {
+    writeDaemonLine(openLine());
+    openLine().clear();
+}
+
+ssize_t captureDaemonText(void*, const char* text, std::size_t length) {
+    takeDaemonText(text, length);
+    return static_cast<ssize_t>(length);
+}
+
+}  // namespace
+
+void openOutput(const OutputOptions& options) {
+    const std::lock_guard lock(outputMutex());
+    gOptions = options;
+    gOutput = fdopen(dup(STDOUT_FILENO), "w");
+    cookie_io_functions_t functions{};
+    functions.write = captureDaemonText;
+    FILE* const captured = fopencookie(nullptr, "w", functions);
+    if (gOutput == nullptr || captured == nullptr) {
+        std::perror("kestrel-twin: standard output");
+        _exit(1);
+    }
+    setvbuf(gOutput, nullptr, _IOFBF, std::size_t{64} * 1024);
+    setvbuf(captured, nullptr, _IOLBF, 0);
+    stdout = captured;
+}
+
+bool traceEnabled() {
+    return gOptions.trace;
+}
+
+void trace(const char* kind, const char* format, ...) {
+    if (!gOptions.trace) {
+        return;
+    }
+    std::array<char, kLongestLine> text{};
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text.data(), text.size(), format, arguments);
+    va_end(arguments);
+    const Printing printing;
+    if (gOutput != nullptr) {
+        writeTraceLine(kind, text.data());
+    }
+}
+
+void reportViolation(const char* format, ...) {
+    std::array<char, kLongestLine> text{};
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text.data(), text.size(), format, arguments);
+    va_end(arguments);
+    gViolation = true;
+    trace("head", "%s", text.data());
+    complain(text.data());
+}
+
+bool violationSeen() {
+    return gViolation;
+}
+
+void answer(const std::string& text) {
+    const Printing printing;
+    if (gOutput != nullptr) {
+        std::fputs("= ", gOutput);
+        std::fwrite(text.data(), 1, text.size(), gOutput);
+        endLine();
+    }
+}
+
+void say(const std::string& text) {
+    const Printing printing;
+    if (gOutput != nullptr) {
+        std::fwrite(text.data(), 1, text.size(), gOutput);
+        std::fflush(gOutput);
+    }
+}
+
+void complain(const std::string& text) {
+    const Printing printing;
+    const std::string line = "kestrel-twin: " + printable(text) + "\n";
+    std::fwrite(line.data(), 1, line.size(), stderr);
+}
+
+void takeDaemonText(const char* text, std::size_t length) {
+    const Printing printing;
+    if (gOutput == nullptr) {
+        return;
+    }
+    for (const char c : std::string_view(text, length)) {
+        if (c == '\n' || openLine().size() == kLongestLine) {
+            finishDaemonLine();
+        }
+        if (c != '\n') {
+            openLine() += c;
+        }
+    }
+}
+
+void flushOutput() {
+    const Printing printing;
+    if (gOutput != nullptr) {
+        std::fflush(gOutput);
+    }
+}
+
+void closeOutput(bool patient) {
+    std::unique_lock lock(outputMutex(), std::defer_lock);
+    if (patient) {
+        lock.lock();
+    } else if (!lock.try_lock()) {
+        return;
+    }
+    if (gOutput == nullptr) {
+        return;
+    }
+    const OwnWriting allowed;
+    if (!openLine().empty()) {
+        finishDaemonLine();
+    }
+    std::fflush(gOutput);
+    gOutput = nullptr;
+}
+
+}  // namespace twin
