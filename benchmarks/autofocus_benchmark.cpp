@@ -1,6 +1,8 @@
 // How well and how fast autofocus finds the sharpest focus on the simulated lenses: every lens, all
-// over its zoom range, scenes beside the lens's curve, 0.5 % noise. Prints one table for each lens
-// and search: steps from the true peak, and virtual seconds from the start to "stop".
+// over its zoom range, scenes beside the lens's curve, noise on the statistics. Prints one table
+// for each lens and search: steps from the true peak, and virtual seconds from the start to "stop";
+// peaks beyond the search's reach are marked. Below it a row for each amount of noise, over several
+// seeds, without the marked ones.
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -22,12 +24,17 @@ struct Lens {
 struct Search {
     const char* name;
     const char* word;
+    int blindSteps;  // below the upper end of its interval, where a peak is none to it
 };
 
 constexpr Lens kLenses[] = {{0, "standard lens", 2361}, {10, "long lens", 2937}};
-constexpr Search kSearches[] = {{"adaptive", "fullrange"}, {"two passes", "shortrange"}};
+// The adaptive search compares with its first position, at the upper end, and looks from its first
+// step on.
+constexpr Search kSearches[] = {{"adaptive", "fullrange", 24}, {"two passes", "shortrange", 0}};
 constexpr int kOffsets[] = {-300, -200, -100, 0, 100, 200, 300};
 constexpr int kZoomParts = 12;
+constexpr double kNoisePercents[] = {0.5, 1, 2, 5};
+constexpr int kSeeds = 3;
 
 struct Result {
     double begin = -1;
@@ -37,23 +44,13 @@ struct Result {
     int focus = 0;
 };
 
-struct Spread {
-    double least = 1e9;
-    double most = 0;
-
-    void add(double value) {
-        least = std::min(least, value);
-        most = std::max(most, value);
-    }
-};
-
 int zoomOf(const Lens& lens, int part) {
     return lens.zoomMaximum * part / kZoomParts;
 }
 
 // The first boot homes the camera; then one search for each place of the table, row by row.
-std::string scriptFor(const Lens& lens, const Search& search) {
-    std::string script = "run 120\nfault scene noise 0.5\n";
+std::string scriptFor(const Lens& lens, const Search& search, double noisePercent) {
+    std::string script = "run 120\nfault scene noise " + std::to_string(noisePercent) + "\n";
     for (int part = 0; part <= kZoomParts; ++part) {
         script += "set lens.camN.zoom a:" + std::to_string(zoomOf(lens, part)) + "\nrun 2\n";
         for (const int offset : kOffsets) {
@@ -87,11 +84,13 @@ void readLine(const char* line, std::vector<Result>& results) {
     }
 }
 
-std::vector<Result> runSearches(const Lens& lens, const Search& search) {
-    const std::string script = scriptFor(lens, search);
+// One result for each place of the table; none if the camera failed.
+std::vector<Result> runSearches(const Lens& lens, const Search& search, double noisePercent,
+                                int seed) {
+    const std::string script = scriptFor(lens, search, noisePercent);
     const std::string command = std::string("printf '") + script +
                                 "' | " KESTREL_TWIN_PATH " --trace --lens-type " +
-                                std::to_string(lens.type);
+                                std::to_string(lens.type) + " --seed " + std::to_string(seed);
     std::vector<Result> results;
     FILE* const run = popen(command.c_str(), "r");
     if (run == nullptr) {
@@ -101,7 +100,8 @@ std::vector<Result> runSearches(const Lens& lens, const Search& search) {
     while (std::fgets(line.data(), line.size(), run) != nullptr) {
         readLine(line.data(), results);
     }
-    if (pclose(run) != 0) {
+    if (pclose(run) != 0 || results.size() != std::size(kOffsets) * (kZoomParts + 1)) {
+        std::fprintf(stderr, "the simulated camera failed\n");
         results.clear();
     }
     return results;
@@ -117,49 +117,90 @@ int sharpestFocus(const Lens& lens, int zoom) {
     return best;
 }
 
-// The adaptive search compares with its first position, at the upper end, and looks from its first
-// step on; a peak before that is none to it.
-constexpr int kFirstStep = 24;
-
-// One row of the table; peaks that the search does not reach are shown as "-" and not counted.
-void printRow(const Lens& lens, int zoom, const Result* results, Spread& steps, Spread& seconds) {
-    std::printf("%6d", zoom);
-    for (const int offset : kOffsets) {
-        const Result& result = *results++;
-        const int peak = sharpestFocus(lens, zoom) + offset;
-        if (peak <= result.low || peak > result.high - kFirstStep) {
-            std::printf("          -");
-            continue;
-        }
-        const int distance = std::abs(result.focus - peak);
-        const double time = result.end - result.begin;
-        std::printf("  %3d  %4.2f", distance, time);
-        steps.add(distance);
-        seconds.add(time);
-    }
-    std::printf("\n");
+bool isWithinReach(const Search& search, const Result& result, int peak) {
+    return peak > result.low && peak <= result.high - search.blindSteps;
 }
 
-bool printTable(const Lens& lens, const Search& search) {
-    std::fprintf(stderr, "%s, %s ...\n", lens.name, search.name);
-    const std::vector<Result> results = runSearches(lens, search);
-    if (results.size() != std::size(kOffsets) * (kZoomParts + 1)) {
-        std::fprintf(stderr, "the simulated camera failed\n");
-        return false;
+// What came of some searches.
+struct Summary {
+    std::vector<int> distances;
+    std::vector<double> seconds;
+    int beyond = 0;  // the reach of the search
+};
+
+void add(Summary& summary, const Search& search, const Result& result, int peak) {
+    if (!isWithinReach(search, result, peak)) {
+        ++summary.beyond;
+        return;
     }
-    std::printf("%s, %s: steps from the peak, seconds\n  zoom", lens.name, search.name);
+    summary.distances.push_back(std::abs(result.focus - peak));
+    summary.seconds.push_back(result.end - result.begin);
+}
+
+void printTable(const Lens& lens, const Search& search, const std::vector<Result>& results) {
+    std::printf("%s, %s: steps from the peak (* beyond reach), seconds\n  zoom", lens.name,
+                search.name);
     for (const int offset : kOffsets) {
         std::printf("  %+9d", offset);
     }
     std::printf("\n");
-    Spread steps;
-    Spread seconds;
+    auto result = results.begin();
     for (int part = 0; part <= kZoomParts; ++part) {
-        printRow(lens, zoomOf(lens, part),
-                 &results[static_cast<std::size_t>(part) * std::size(kOffsets)], steps, seconds);
+        const int zoom = zoomOf(lens, part);
+        const int sharpest = sharpestFocus(lens, zoom);
+        std::printf("%6d", zoom);
+        for (const int offset : kOffsets) {
+            const int peak = sharpest + offset;
+            std::printf(" %4d%c %5.2f", std::abs(result->focus - peak),
+                        isWithinReach(search, *result, peak) ? ' ' : '*',
+                        result->end - result->begin);
+            ++result;
+        }
+        std::printf("\n");
     }
-    std::printf("%.0f to %.0f steps, %.2f to %.2f s\n\n", steps.least, steps.most, seconds.least,
-                seconds.most);
+}
+
+void addAll(Summary& summary, const Lens& lens, const Search& search,
+            const std::vector<Result>& results) {
+    auto result = results.begin();
+    for (int part = 0; part <= kZoomParts; ++part) {
+        const int sharpest = sharpestFocus(lens, zoomOf(lens, part));
+        for (const int offset : kOffsets) {
+            add(summary, search, *result++, sharpest + offset);
+        }
+    }
+}
+
+void printSummary(double noisePercent, Summary& summary) {
+    std::sort(summary.distances.begin(), summary.distances.end());
+    std::sort(summary.seconds.begin(), summary.seconds.end());
+    const std::size_t count = summary.distances.size();
+    std::printf(
+        "noise %.1f %%: half within %d, 95 %% within %d, all within %d steps; %.2f to %.2f s; "
+        "%zu searches, %d beyond reach\n",
+        noisePercent, summary.distances[count / 2], summary.distances[(count * 95 + 99) / 100 - 1],
+        summary.distances[count - 1], summary.seconds.front(), summary.seconds.back(), count,
+        summary.beyond);
+}
+
+bool benchmark(const Lens& lens, const Search& search) {
+    std::fprintf(stderr, "%s, %s ...\n", lens.name, search.name);
+    for (const double noisePercent : kNoisePercents) {
+        std::fflush(stdout);
+        Summary summary;
+        for (int seed = 1; seed <= kSeeds; ++seed) {
+            const std::vector<Result> results = runSearches(lens, search, noisePercent, seed);
+            if (results.empty()) {
+                return false;
+            }
+            if (noisePercent == kNoisePercents[0] && seed == 1) {
+                printTable(lens, search, results);
+            }
+            addAll(summary, lens, search, results);
+        }
+        printSummary(noisePercent, summary);
+    }
+    std::printf("\n");
     return true;
 }
 
@@ -168,7 +209,7 @@ bool printTable(const Lens& lens, const Search& search) {
 int main() {
     for (const Lens& lens : kLenses) {
         for (const Search& search : kSearches) {
-            if (!printTable(lens, search)) {
+            if (!benchmark(lens, search)) {
                 return 1;
             }
         }

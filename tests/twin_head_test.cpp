@@ -252,7 +252,7 @@ TEST_F(TwinHead, AFaultInTheMiddleOfAMoveConcernsItsRest) {
 TEST_F(TwinHead, ASavedHeadComesBackAsItWas) {
     build(10, kMiddle);
     for (const char* words :
-         {"axis tilt slip 12", "sensor-identity 6a", "scene offset -40", "scene noise 0.250",
+         {"axis tilt slip 12", "sensor-identity 6a", "scene offset -40", "scene noise 5.000",
           "mcu sensor silent always", "call GutAF_Info 3", "mcu main version 1a2b"}) {
         fault(words);
     }

@@ -69,7 +69,7 @@ constexpr ValueRow kCalls = {Value::calls, "N|always (N 1 to 1000000)", 1, 1'000
 constexpr ValueRow kChanges = {Value::count, "N (1 to 1000000)", 1, 1'000'000};
 constexpr ValueRow kByte = {Value::hex, "HEX (00 to ff)", 0, 0xFF};
 constexpr ValueRow kOffset = {Value::offset, "N (-4000 to 4000)", -4'000, 4'000};
-constexpr ValueRow kPercent = {Value::percent, "PERCENT (0.001 to 0.5)", 1, 500};
+constexpr ValueRow kPercent = {Value::percent, "PERCENT (0.001 to 5)", 1, 5'000};
 
 constexpr FaultRow kFaults[] = {
     {Fault::call, "call", "FUNCTION", kFunctions, "", kCalls,

@@ -79,7 +79,7 @@ bool readValue(const ValueRow& row, const std::string& text, int& value) {
     }
     if (row.value == Value::percent) {
         double percent = 0.0;
-        if (!readDecimal(text, percent) || !(percent > 0.0 && percent < 1.0)) {
+        if (!readDecimal(text, percent) || !(percent > 0.0 && percent < 100.0)) {
             return false;
         }
         value = static_cast<int>(std::lround(percent * 1000.0));
