@@ -1,5 +1,6 @@
-// The bus-key page against the system: it lists exactly the keys that are listened to, in the order
-// of registration, and every key that is written.
+// The pages against the system: the bus-key page lists exactly the keys that are listened to, in
+// the order of registration, and every key that is written; what the pages give as console commands
+// works and answers as they say.
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -12,12 +13,38 @@
 
 namespace {
 
+std::vector<std::string> linesOf(const std::string& page) {
+    std::ifstream file(KESTREL_SOURCE_DIR "/" + page);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(file, line);) {
+        lines.push_back(line);
+    }
+    EXPECT_FALSE(lines.empty()) << page;
+    return lines;
+}
+
+// The lines between each two of the page's fences.
+std::vector<std::vector<std::string>> fencedBlocks(const std::string& page) {
+    std::vector<std::vector<std::string>> blocks;
+    bool inside = false;
+    for (const std::string& line : linesOf(page)) {
+        if (line.starts_with("```")) {
+            inside = !inside;
+            if (inside) {
+                blocks.emplace_back();
+            }
+        } else if (inside) {
+            blocks.back().push_back(line);
+        }
+    }
+    return blocks;
+}
+
 // The keys in the first column of the table under the heading, in their order.
 std::vector<std::string> documentedKeys(const std::string& heading) {
-    std::ifstream page(std::string(KESTREL_SOURCE_DIR) + "/docs/bus-keys.md");
     std::vector<std::string> keys;
     bool inside = false;
-    for (std::string line; std::getline(page, line);) {
+    for (const std::string& line : linesOf("docs/bus-keys.md")) {
         if (line.starts_with("## ")) {
             inside = line == "## " + heading;
         }
@@ -79,6 +106,44 @@ TEST(BusKeyPage, ListsEveryKeyThatASessionWrites) {
         }
     }
     EXPECT_GT(written, 50);
+}
+
+Session runExamples(const std::string& page) {
+    std::string script = "run 15\n";
+    for (const std::vector<std::string>& block : fencedBlocks(page)) {
+        for (const std::string& line : block) {
+            script += line + "\n";
+        }
+    }
+    return Camera().run(script);
+}
+
+TEST(ConsoleExamples, ServeAService) {
+    const Session session = runExamples("docs/bus-keys.md");
+    EXPECT_EQ(session.status, 0) << session.output;
+    EXPECT_EQ(session.answers.at(1), "lens.camN.position_pan 30000");
+    EXPECT_TRUE(session.answers.at(3).starts_with("lens.camN.preset1 30000,3200,0,-1,"));
+}
+
+TEST(ConsoleExamples, LightALamp) {
+    const Session session = runExamples("docs/lighting.md");
+    EXPECT_EQ(session.status, 0) << session.output;
+    EXPECT_EQ(session.head()["leds"].dump(), R"(["00000000","00000000","00ff0000","00ff0000",)"
+                                             R"("00000000","00000000","00000000","00000000"])");
+}
+
+TEST(ConsoleExamples, TheFirstSessionAnswersAsTheReadmeSays) {
+    std::string script;
+    std::vector<std::string> answers;
+    for (const std::string& line : fencedBlocks("README.md").at(0)) {
+        if (line.starts_with("= ")) {
+            answers.push_back(line.substr(2));
+        } else if (line != "END" && !line.starts_with("$ ")) {
+            script += line + "\n";
+        }
+    }
+    EXPECT_EQ(Camera().run(script).answers, answers);
+    EXPECT_EQ(answers.size(), 5u);
 }
 
 }  // namespace
