@@ -135,7 +135,9 @@ TEST(ConsoleExamples, LightALamp) {
 TEST(ConsoleExamples, TheFirstSessionAnswersAsTheReadmeSays) {
     std::string script;
     std::vector<std::string> answers;
-    for (const std::string& line : fencedBlocks("README.md").at(0)) {
+    const std::vector<std::vector<std::string>> blocks = fencedBlocks("README.md");
+    ASSERT_FALSE(blocks.empty());
+    for (const std::string& line : blocks[0]) {
         if (line.starts_with("= ")) {
             answers.push_back(line.substr(2));
         } else if (line != "END" && !line.starts_with("$ ")) {
