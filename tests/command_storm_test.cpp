@@ -23,6 +23,7 @@
 #include "tests/twin_world.h"
 #include "twin/boundary/bus.h"
 #include "twin/boundary/files.h"
+#include "twin/boundary/readiness.h"
 #include "twin/camera/settings.h"
 
 namespace {
@@ -48,7 +49,8 @@ protected:
         twin::startBus(twin::factorySettings());
         twin::startActor(
             "main", [](void*) { runKestrel(); }, nullptr);
-        until([] { return giMotorRunning == 0 && twin::busValue("lens.camN.position_pan"); });
+        EXPECT_TRUE(twin::waitUntilReady(twin::kNever));
+        until([] { return giMotorRunning == 0; });
     }
     ~StormRealClock() override {
         // What the framework prints is captured like the daemon's lines.

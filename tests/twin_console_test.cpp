@@ -21,6 +21,7 @@
 namespace {
 
 using testing::Contains;
+using testing::ContainsRegex;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -40,14 +41,20 @@ std::vector<std::string> linesOf(const std::string& text) {
 // A run to be talked to while it goes on, for what files cannot show.
 class Conversation {
 public:
-    explicit Conversation(const char* option) {
+    explicit Conversation(std::vector<std::string> options) {
+        options.insert(options.begin(), KESTREL_TWIN_PATH);
+        std::vector<char*> arguments;
+        for (std::string& option : options) {
+            arguments.push_back(option.data());
+        }
+        arguments.push_back(nullptr);
         std::array<int, 2> ends{};
         EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
         child = fork();
         if (child == 0) {
             dup2(ends[1], STDIN_FILENO);
             dup2(ends[1], STDOUT_FILENO);
-            execl(KESTREL_TWIN_PATH, KESTREL_TWIN_PATH, option, nullptr);
+            execv(arguments[0], arguments.data());
             _exit(127);
         }
         close(ends[1]);
@@ -124,7 +131,7 @@ TEST(TwinConsole, ASignalFromInsideOrOutsideReachesTheDaemonsHandler) {
         const auto run = Camera().run(std::string("run 0.5\nsignal ") + name + "\nget x");
         EXPECT_EQ(run.status, 1);
         EXPECT_THAT(run.output, EndsWith("\n0.500000 log Exit kestrel sigstop\n")) << name;
-        Conversation talk("--trace");
+        Conversation talk({"--trace"});
         talk.readTo("ChackPowerOffStatus");
         kill(talk.child, number);
         // While it waits for input, and only then, nothing follows the line.
@@ -134,13 +141,34 @@ TEST(TwinConsole, ASignalFromInsideOrOutsideReachesTheDaemonsHandler) {
 }
 
 TEST(TwinConsole, AnswersBeforeItWaitsAndTakesALastLineWithoutEnd) {
-    Conversation talk("--quiet");
+    Conversation talk({"--quiet"});
     talk.write("get x\n");
     EXPECT_EQ(talk.readTo("\n"), "= x absent\n");
     talk.write("set x 1\nexp");
     talk.write("ect x 2");
     EXPECT_EQ(talk.finish(), 1);
     EXPECT_EQ(talk.readTo("FAIL"), "= x absent\n= FAIL x is 1\n");
+}
+
+TEST(TwinConsoleRealClock, AWaitCountsFromTheSetHoweverLateItComes) {
+    const Camera camera(Positions{});
+    Conversation talk(
+        {"--state", camera.pathOf("/.."), "--clock", "real", "--speed", "100", "--trace"});
+    talk.write("set lens.camN.zoom a:1200\n");
+    talk.readTo(" bus lens.camN.position_zoom 1200\n");
+    talk.write(
+        "get lens.camN.zoomstatus\nwait lens.camN.position_zoom 1200 0\n"
+        "wait lens.camN.position_zoom 1200 0\n");
+    EXPECT_EQ(talk.finish(), 1);
+    EXPECT_THAT(talk.readTo("no such text"), ContainsRegex("\n= ok [0-9.]*\n(.*\n)*= timeout\n"));
+}
+
+TEST(TwinConsoleRealClock, TheFirstCommandWaitsUntilTheDaemonHearsIt) {
+    Camera camera(Positions{});
+    camera.fault("mcu main version 0001");  // the start-up's update takes seconds
+    const auto run = camera.run("set lens.camN.zoom a:1200\nwait lens.camN.zoomstatus stop",
+                                {"--clock", "real", "--speed", "20", "--trace"});
+    EXPECT_EQ(run.status, 0) << run.output;
 }
 
 TEST(TwinCommandLine, RefusesWhatItDoesNotKnowInOneLine) {
@@ -260,7 +288,7 @@ TEST(TwinState, APrivateCameraLeavesNothing) {
     std::filesystem::create_directory(place);
     setenv("TMPDIR", place.c_str(), 1);
     for (const char* const script : {"run 1\n", "power-cut\n", "signal TERM\n", "fly\n"}) {
-        Conversation talk("--quiet");
+        Conversation talk({"--quiet"});
         talk.write(script);
         talk.finish();
         EXPECT_TRUE(std::filesystem::is_empty(place)) << script;

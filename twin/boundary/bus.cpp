@@ -29,6 +29,16 @@ struct Delivery {
     std::size_t listeners;
 };
 
+// A set that a later wait of the console may ask for.
+struct PastSet {
+    std::string key;
+    std::string value;
+    Microseconds time;
+};
+
+// The most of them; the oldest go first.
+constexpr std::size_t kMostPastSets = 10'000;
+
 // What the console waits for.
 struct Watch {
     std::string key;
@@ -43,6 +53,9 @@ struct Bus {
     std::vector<Listener> listeners;
     std::deque<Delivery> deliveries;
     Watch* watch = nullptr;
+    // The sets that the console's next wait counts: those later than `quietUntil`.
+    std::deque<PastSet> pastSets;
+    Microseconds quietUntil = 0;
     Gate delivery;
     bool dispatching = false;
 };
@@ -88,17 +101,63 @@ std::string refusal(std::string_view key, std::string_view value) {
     return {};
 }
 
-// Stores, queues and tells the console's watch. World lock held.
+// The console's next wait counts the sets that are made later than `time`. World lock held.
+void countSetsLaterThan(Microseconds time) {
+    bus().pastSets.clear();
+    bus().quietUntil = time;
+}
+
+// Before any time of the run: every set from here on counts.
+constexpr Microseconds kAlready = -1;
+
+// Tells the console's watch, or keeps the set for its next wait. World lock held.
+void noteSet(const std::string& key, const std::string& value) {
+    Bus& b = bus();
+    const Microseconds time = now();
+    if (b.watch != nullptr && !b.watch->seen && b.watch->key == key && b.watch->value == value) {
+        b.watch->seen = time;
+        b.watch->gate.open();
+        countSetsLaterThan(kAlready);
+    } else if (time > b.quietUntil) {
+        b.pastSets.push_back({key, value, time});
+        if (b.pastSets.size() > kMostPastSets) {
+            b.pastSets.pop_front();
+        }
+    }
+}
+
+// Stores, queues and tells the console. World lock held.
 void store(const char* kind, const std::string& key, const std::string& value) {
     Bus& b = bus();
     trace(kind, "%s %s", key.c_str(), value.c_str());
     b.values[key] = value;
     b.deliveries.push_back({key, value, b.listeners.size()});
     b.delivery.open();
-    if (b.watch != nullptr && !b.watch->seen && b.watch->key == key && b.watch->value == value) {
-        b.watch->seen = now();
-        b.watch->gate.open();
+    noteSet(key, value);
+}
+
+// Returns why the bus does not take it; empty if it does. World lock held.
+std::string storeFromOutside(const std::string& key, const std::string& value) {
+    std::string problem = refusal(key, value);
+    if (problem.empty()) {
+        store("cmd", canonical(key), value);
     }
+    return problem;
+}
+
+// Takes the first set of `key` to `value` that the console's next wait counts, and those before it.
+// World lock held.
+std::optional<Microseconds> takePastSet(const std::string& key, const std::string& value) {
+    std::deque<PastSet>& sets = bus().pastSets;
+    const auto found = std::find_if(sets.begin(), sets.end(), [&](const PastSet& set) {
+        return set.key == key && set.value == value;
+    });
+    if (found == sets.end()) {
+        return std::nullopt;
+    }
+    const Microseconds time = found->time;
+    sets.erase(sets.begin(), found + 1);
+    return time;
 }
 
 // Takes the oldest set that was not delivered yet.
@@ -153,9 +212,14 @@ void startBus(const std::map<std::string, std::string>& keys) {
 
 std::string setFromOutside(const std::string& key, const std::string& value) {
     const WorldLock world;
-    std::string problem = refusal(key, value);
+    return storeFromOutside(key, value);
+}
+
+std::string setFromConsole(const std::string& key, const std::string& value) {
+    const WorldLock world;
+    std::string problem = storeFromOutside(key, value);
     if (problem.empty()) {
-        store("cmd", canonical(key), value);
+        countSetsLaterThan(kAlready);
     }
     return problem;
 }
@@ -176,6 +240,19 @@ std::map<std::string, std::string> busKeysBelow(const std::string& prefix) {
     return result;
 }
 
+void countWaitsFromNow() {
+    const WorldLock world;
+    countSetsLaterThan(kAlready);
+}
+
+void letTimePass(Microseconds deadline) {
+    {
+        const WorldLock world;
+        countSetsLaterThan(deadline);
+    }
+    sleepUntil(deadline);
+}
+
 std::optional<Microseconds> waitForSet(const std::string& key, const std::string& value,
                                        Microseconds deadline) {
     Watch watch;
@@ -183,6 +260,10 @@ std::optional<Microseconds> waitForSet(const std::string& key, const std::string
     watch.value = value;
     {
         const WorldLock world;
+        if (const auto past = takePastSet(watch.key, watch.value)) {
+            return past;
+        }
+        countSetsLaterThan(deadline);
         bus().watch = &watch;
     }
     watch.gate.pass(deadline);

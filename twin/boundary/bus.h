@@ -22,14 +22,27 @@ void startBus(const std::map<std::string, std::string>& keys);
 // Another service sets a key. Returns an error text, empty on success.
 std::string setFromOutside(const std::string& key, const std::string& value);
 
+// The same from the console: a wait counts from this set on.
+std::string setFromConsole(const std::string& key, const std::string& value);
+
 // The key's value; none if there is no such key.
 std::optional<std::string> busValue(const std::string& key);
 
 // All keys that begin with `prefix` and are longer than it, in byte order.
 std::map<std::string, std::string> busKeysBelow(const std::string& prefix);
 
-// Waits until somebody sets `key` to `value` from now on, at most until `deadline`. Returns the
-// time of the set; none if there was none. For the console only.
+// The console's waits. For the console only, as is setFromConsole: all of them look back to where
+// the last of these four ended, so that nothing is missed between two commands, however long that
+// takes. At most some ten thousand sets are looked back on.
+
+// A wait counts from now on: what the console does next changes the world.
+void countWaitsFromNow();
+
+// Lets time pass until `deadline`.
+void letTimePass(Microseconds deadline);
+
+// Waits until somebody sets `key` to `value`, at most until `deadline`. Returns the time of the
+// set, which may have been made already; none if there was none.
 std::optional<Microseconds> waitForSet(const std::string& key, const std::string& value,
                                        Microseconds deadline);
 

@@ -6,6 +6,7 @@
 
 #include "platform/clock.h"
 #include "platform/thread.h"
+#include "twin/boundary/readiness.h"
 #include "twin/clock/actors.h"
 #include "twin/clock/timeline.h"
 
@@ -50,6 +51,7 @@ int startThread(pthread_t* thread, void* (*entry)(void*)) {
         !twin::startActor(kThreadNames[index], runThread, reinterpret_cast<void*>(entry))) {
         return EAGAIN;
     }
+    twin::noteThreadStart();
     *thread = static_cast<pthread_t>(index + 1);
     return 0;
 }

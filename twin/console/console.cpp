@@ -16,6 +16,7 @@
 
 #include "twin/boundary/bus.h"
 #include "twin/boundary/files.h"
+#include "twin/boundary/readiness.h"
 #include "twin/camera/head.h"
 #include "twin/camera/session.h"
 #include "twin/clock/actors.h"
@@ -30,6 +31,7 @@ namespace {
 // No command lets more time pass than this, in seconds (some eleven days).
 constexpr double kLongestWait = 1'000'000.0;
 constexpr double kUsualWait = 60.0;
+constexpr Microseconds kLongestStart = 60'000'000;
 
 bool gInteractive = false;
 bool gQuit = false;
@@ -111,7 +113,7 @@ void setKey(const Arguments& arguments) {
     if (!checkKey(arguments.words[0])) {
         return;
     }
-    const std::string problem = setFromOutside(arguments.words[0], arguments.rest(1));
+    const std::string problem = setFromConsole(arguments.words[0], arguments.rest(1));
     if (!problem.empty()) {
         fail(problem);
     }
@@ -140,7 +142,7 @@ void listKeys(const Arguments& arguments) {
 
 void runTime(const Arguments& arguments) {
     if (const auto span = readSeconds(arguments.words[0])) {
-        sleepUntil(now() + *span);
+        letTimePass(now() + *span);
     }
 }
 
@@ -172,6 +174,9 @@ void showHead(const Arguments&) {
 
 void handleFault(const Arguments& arguments) {
     bool good = true;
+    if (!arguments.words.empty()) {
+        countWaitsFromNow();
+    }
     const std::vector<std::string> lines = faultCommand(arguments.words, good);
     applyFileFaults();
     for (const std::string& line : lines) {
@@ -211,6 +216,7 @@ void checkPositions(const Arguments&) {
 void setCounter(const Arguments& arguments) {
     const std::string& number = arguments.words[1];
     int value = 0;
+    countWaitsFromNow();
     const char* const end = number.data() + number.size();
     const auto [stop, error] = std::from_chars(number.data(), end, value);
     if (error != std::errc{} || stop != end) {
@@ -290,11 +296,21 @@ void showHelp(const Arguments& arguments) {
     }
 }
 
+// Sets before the daemon's keys are registered would be lost. With the virtual clock its start is
+// over before the first command, unless that takes time, which only commands let pass.
+void awaitStart() {
+    static bool awaited = clockIsVirtual();
+    if (!std::exchange(awaited, true) && !waitUntilReady(kLongestStart)) {
+        complain("the daemon is still starting; what is set now may be lost");
+    }
+}
+
 void executeLine(const std::string& line) {
     Arguments arguments = splitLine(line);
     if (arguments.words.empty() || arguments.words[0].starts_with('#')) {
         return;
     }
+    awaitStart();
     const std::string name = arguments.words[0];
     arguments.words.erase(arguments.words.begin());
     arguments.starts.erase(arguments.starts.begin());
