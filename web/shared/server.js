@@ -1,0 +1,140 @@
+// The link to the program that serves the page: commands there, events back. It comes back by itself
+// after the program has been started again.
+
+import {model, tell} from './model.js';
+
+/** @typedef {import('./model.js').Head} Head */
+/** @typedef {import('./model.js').TraceEvent} TraceEvent */
+
+const retryAfter = 700;  // milliseconds
+
+/**
+ * Sends console commands, one a line, and tells what came of them.
+ * @param {string} commands
+ * @returns {Promise<import('./model.js').Sent>}
+ */
+export async function send(commands) {
+    const sent = await ask(commands);
+    tell('sent', sent);
+    if (/^(fault|power-on)\b/m.test(commands)) await readFaults();
+    return sent;
+}
+
+/**
+ * The same for the page's own questions, of which nobody is told.
+ * @param {string} commands
+ * @returns {Promise<import('./model.js').Sent>}
+ */
+async function ask(commands) {
+    try {
+        const response = await fetch('/console', {method: 'POST', body: `${commands}\n`});
+        const answers = (await response.text()).split('\n').filter((line) => line !== '');
+        return {text: commands, ok: response.ok, answers};
+    } catch {
+        return {text: commands, ok: false, answers: ['the program does not answer']};
+    }
+}
+
+/** Reads all keys anew. */
+async function readBus() {
+    const response = await fetch('/bus');
+    if (!response.ok) return;
+    model.bus = new Map(Object.entries(await response.json()));
+    tell('bus', null);
+}
+
+/** Reads which faults there are and which are in force. */
+export async function readFaults() {
+    const {ok, answers} = await ask('fault');
+    if (!ok) return;
+    model.knownFaults = [];
+    model.activeFaults = [];
+    for (const line of answers) {
+        const active = /^= active (.*)$/.exec(line);
+        const known = /^= (.+?): (.*)$/.exec(line);
+        if (active) {
+            model.activeFaults.push(active[1]);
+        } else if (known) {
+            model.knownFaults.push({usage: known[1], effect: known[2]});
+        }
+    }
+    tell('faults', null);
+}
+
+/** @param {import('./model.js').Link} link */
+function setLink(link) {
+    if (model.link === link) return;
+    model.link = link;
+    tell('link', link);
+}
+
+/** Everything that no event repeats. */
+async function readAnew() {
+    try {
+        await Promise.all([readBus(), readFaults()]);
+    } catch {
+        // The stream of events ends as well then, and the next connection reads again.
+    }
+}
+
+/** @param {Head} head */
+function takeHead(head) {
+    const was = model.head;
+    model.head = head;
+    if (was === null || was.on !== head.on) {
+        tell('power', head.on);
+        // A boot has another bus, and its faults are those of before.
+        if (was !== null && head.on) readAnew();
+    }
+    tell('head', head);
+}
+
+/** @type {TraceEvent[]} */
+let waiting = [];
+
+/** What came in one picture's time is told at once. */
+function tellTrace() {
+    const events = waiting;
+    waiting = [];
+    /** @type {Set<string>} */
+    const keys = new Set();
+    for (const {kind, text} of events) {
+        if (kind === 'bus' || kind === 'cmd') {
+            const blank = text.indexOf(' ');
+            const key = blank < 0 ? text : text.slice(0, blank);
+            model.bus.set(key, blank < 0 ? '' : text.slice(blank + 1));
+            keys.add(key);
+        } else if (kind === 'act' && text.startsWith('fault')) {
+            readFaults();
+        }
+    }
+    tell('trace', events);
+    if (keys.size > 0) tell('keys', keys);
+}
+
+/** @param {TraceEvent} event */
+function takeTrace(event) {
+    // A page in the background draws nothing, but it still listens.
+    if (waiting.length === 0) setTimeout(tellTrace, 16);
+    waiting.push(event);
+}
+
+/** Opens the stream of events, and again whenever it ends. */
+export function connect() {
+    const events = new EventSource('/events');
+    events.addEventListener('open', () => {
+        setLink('connected');
+        readAnew();
+    });
+    events.addEventListener('head', ({data}) => takeHead(JSON.parse(data)));
+    events.addEventListener('trace', ({data}) => takeTrace(JSON.parse(data)));
+    events.addEventListener('lost', ({data}) => {
+        tell('missed', JSON.parse(data).count);
+        readAnew();
+    });
+    events.addEventListener('error', () => {
+        events.close();
+        setLink('lost');
+        setTimeout(connect, retryAfter);
+    });
+}
