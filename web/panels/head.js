@@ -24,9 +24,12 @@ const camera = new THREE.PerspectiveCamera(32, 1, 0.1, 60);
 /** @type {THREE.WebGLRenderer|null} */
 let renderer = null;
 const orbit = {heading: 0.62, lift: 0.06, distance: 8.2};
+/** A wall is looked at from the room. */
+const wallSide = Math.PI * 0.86;
 
 function aimCamera() {
-    const {heading, lift, distance} = orbit;
+    const {lift, distance} = orbit;
+    const heading = orbit.heading + (model.head?.mount.startsWith('wall') ? wallSide : 0);
     camera.position.set(distance * Math.cos(lift) * Math.sin(heading), distance * Math.sin(lift),
         distance * Math.cos(lift) * Math.cos(heading));
     camera.lookAt(0, 0, 0);

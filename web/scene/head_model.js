@@ -14,7 +14,7 @@ const tiltAxisHeight = 1.5;
 const solidPaint = (color) => new THREE.MeshPhongMaterial({color, shininess: 42, specular: 0x333a42});
 /** @type {Paint} */
 const ghostPaint = () => new THREE.MeshBasicMaterial(
-    {color: 0xffb84d, transparent: true, opacity: 0.2, depthWrite: false, wireframe: true});
+    {color: 0xffb84d, transparent: true, opacity: 0.34, depthWrite: false});
 
 /**
  * @param {THREE.BufferGeometry} geometry @param {THREE.Material} material
@@ -144,6 +144,8 @@ export class HeadModel {
             -1.8, 0, 0.01);
         this.#mount.add(surface, rim, base, front, this.#true.pan, this.#ghost.pan);
         for (const {bulb, glow} of this.#lamps) this.#mount.add(bulb, glow);
+        // Where both nearly coincide the outline still shows, as a rim.
+        this.#ghost.pan.scale.setScalar(1.03);
         this.#mount.matrixAutoUpdate = false;
         const key = new THREE.DirectionalLight(0xffffff, 0.75);
         key.position.set(3, 5, 4);

@@ -47,8 +47,8 @@ function mountains(distance, height, colour, snow, seed) {
         const [a, b] = [at(heading, distance, ground - 4), at(heading + step, distance, ground - 4)];
         const [c, d] = [at(heading + step, distance, ground + right), at(heading, distance, ground + left)];
         corners.push(...a, ...b, ...c, ...a, ...c, ...d);
-        // Every face has a shade of its own, as rock has.
-        const shade = 0.94 + 0.1 * random();
+        // The slopes towards the sun are brighter.
+        const shade = 1 + 0.09 * Math.tanh(((right - left) / height) * 9);
         for (const top of [0, 0, right, 0, right, left]) {
             const white = Math.min(1, Math.max(0, (top / height - 0.75) * 1.6));
             const mixed = base.clone().multiplyScalar(shade).lerp(peak, white);
@@ -135,14 +135,14 @@ export function makeLand(solid) {
     fields(solid);
     trees(solid);
     const meadow = new THREE.Mesh(new THREE.CircleBufferGeometry(1700, 96).rotateX(-Math.PI / 2),
-        new THREE.MeshLambertMaterial({color: 0x88a566}));
+        new THREE.MeshLambertMaterial({color: 0x809c63}));
     meadow.position.y = ground;
     const sun = new THREE.DirectionalLight(0xfff3d8, 0.75);
     sun.position.set(-0.6, 0.7, 0.25);
     const backdrop = [sky(), mountains(1650, 210, 0x9fbdcf, 0xf4f8fb, 3),
         mountains(1500, 105, 0x86a9a5, 0xa9c4bd, 8), mountains(1350, 48, 0x7d9f7c, 0x93b08b, 14)];
     backdrop.forEach((object, i) => { object.renderOrder = -10 + i; });
-    return [...backdrop, meadow, clouds(), sun, new THREE.HemisphereLight(0xe4f1ff, 0x8a9a6a, 0.62)];
+    return [...backdrop, meadow, clouds(), sun, new THREE.HemisphereLight(0xe4f1ff, 0x97a676, 0.74)];
 }
 
 export const haze = new THREE.Fog(horizonColour, 220, 2300);
