@@ -17,8 +17,11 @@ import {makeTrace} from './panels/trace.js';
 import {element} from './shared/dom.js';
 import {connect} from './shared/server.js';
 
-const left = element('div', {class: 'column'}, makePicture(), makeSteer(), makeActions(), makeTimeline(), makeTrace());
-const right = element('div', {class: 'column'}, makeHead(), makeAxes(), makeFocus(), makeCamera(), makeLights(), makeFaults(),
-    makeKeys());
+const left = element(
+    'div', {class: 'column'}, makePicture(), makeSteer(), makeActions(), makeTimeline(),
+    makeTrace());
+const right = element(
+    'div', {class: 'column'}, makeHead(), makeAxes(), makeFocus(), makeCamera(), makeLights(),
+    makeFaults(), makeKeys());
 document.body.append(makeBanner(), element('main', {}, left, right), makeConsole());
 connect();

@@ -1,7 +1,16 @@
 // The six axes: the true position, the published one and the target on one bar, with the range and
 // the end stops. A click on a bar goes there.
 
-import {axes, isLongLens, movedBy, parseRange, rangeKey, statusKey, stopsOf, wordKey} from '../shared/axes.js';
+import {
+    axes,
+    isLongLens,
+    movedBy,
+    parseRange,
+    rangeKey,
+    statusKey,
+    stopsOf,
+    wordKey
+} from '../shared/axes.js';
 import {drawSoon, element, fixed, offer, panel, setText} from '../shared/dom.js';
 import {listen, model, powered, published} from '../shared/model.js';
 import {send} from '../shared/server.js';
@@ -20,7 +29,9 @@ const endsOf = (axis) => stopsOf(axis, isLongLens(model.head?.lensType ?? 0));
 /** @param {Axis} axis @returns {[number, number]} what the daemon may use */
 const rangeOf = (axis) => parseRange(model.bus.get(rangeKey(axis.name))) ?? endsOf(axis);
 
-/** @param {Axis} axis @param {number} position @returns {number} its place on the bar, in percent */
+/**
+ * @param {Axis} axis @param {number} position @returns {number} its place on the bar, in percent
+ */
 function placeOf(axis, position) {
     const [low, high] = endsOf(axis);
     return Math.max(0, Math.min(100, ((position - low) / (high - low)) * 100));
@@ -34,13 +45,16 @@ function makeRow(axis) {
         published: element('span', {class: 'published'}),
         true: element('span', {class: 'true'}),
     };
-    const bar = element('div', {class: 'bar', tabindex: '0', role: 'slider', 'aria-label': `${axis.label}, true position`},
+    const bar = element(
+        'div',
+        {class: 'bar', tabindex: '0', role: 'slider', 'aria-label': `${axis.label}, true position`},
         ...Object.values(parts));
     const status = element('span', {class: 'status'}, '–');
     const value = element('span', {class: 'number'}, '–');
     const mark = element('span', {class: 'mark', hidden: true});
     const lost = element('span', {class: 'lost'});
-    const row = element('div', {class: 'axis', 'data-axis': axis.name},
+    const row = element(
+        'div', {class: 'axis', 'data-axis': axis.name},
         element('span', {class: 'name'}, axis.label), status, bar, value,
         element('span', {class: 'remarks'}, mark, lost));
     const shown = {axis, row, bar, status, value, mark, lost, parts};
@@ -72,9 +86,16 @@ function addAiming({axis, bar}) {
         if (powered()) send(command());
     });
     bar.addEventListener('keydown', (event) => {
-        const steps = /** @type {Record<string, number>} */ (
-            {ArrowLeft: -0.01, ArrowDown: -0.01, ArrowRight: 0.01, ArrowUp: 0.01, PageDown: -0.1, PageUp: 0.1,
-                Home: -1, End: 1});
+        const steps = /** @type {Record<string, number>} */ ({
+            ArrowLeft: -0.01,
+            ArrowDown: -0.01,
+            ArrowRight: 0.01,
+            ArrowUp: 0.01,
+            PageDown: -0.1,
+            PageUp: 0.1,
+            Home: -1,
+            End: 1
+        });
         const step = steps[event.key];
         if (step === undefined || !powered()) return;
         event.preventDefault();
@@ -111,7 +132,8 @@ function showRow({axis, bar, status, value, mark, lost, parts}, head) {
     mark.hidden = truth.busy || !differs;
     setText(mark, differs ? `daemon says ${said}` : '');
     setText(lost, truth.lost > 0 ? `${fixed(truth.lost)} lost` : '');
-    lost.title = 'steps that were ordered and did not move the axis, driving into its stop included';
+    lost.title =
+        'steps that were ordered and did not move the axis, driving into its stop included';
 }
 
 /** @type {Row[]} */
@@ -136,8 +158,10 @@ function followOrder({kind, text}) {
     } else if (kind === 'cmd' || kind === 'bus') {
         const word = /^lens\.camN\.(pan|tilt|rotate|zoom|focus|iris) (?:a:(-?\d+)|.*)$/.exec(text);
         if (word === null) return;
-        if (word[2] === undefined) targets.delete(word[1]);
-        else targets.set(word[1], {goal: Number(word[2]), asked: true});
+        if (word[2] === undefined)
+            targets.delete(word[1]);
+        else
+            targets.set(word[1], {goal: Number(word[2]), asked: true});
     }
 }
 
@@ -148,8 +172,10 @@ export function makeAxes() {
     });
     listen('power', () => targets.clear());
     for (const topic of /** @type {const} */ (['head', 'keys', 'bus'])) listen(topic, draw);
-    const legend = element('p', {class: 'legend'}, element('span', {class: 'key true'}), 'true ',
-        element('span', {class: 'key published'}), 'published ', element('span', {class: 'key target'}), 'target');
+    const legend = element(
+        'p', {class: 'legend'}, element('span', {class: 'key true'}), 'true ',
+        element('span', {class: 'key published'}), 'published ',
+        element('span', {class: 'key target'}), 'target');
     const made = panel('axes', 'Axes', ...rows.map(({row}) => row));
     made.querySelector('header')?.append(legend);
     return made;

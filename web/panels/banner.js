@@ -13,14 +13,20 @@ const boot = commandButton('Power on', 'power-on', {class: 'primary'});
 function clockText(seconds) {
     const whole = Math.floor(seconds);
     const two = (/** @type {number} */ value) => String(value).padStart(2, '0');
-    return `${two(Math.floor(whole / 3600))}:${two(Math.floor(whole / 60) % 60)}:${two(whole % 60)}`;
+    return `${two(Math.floor(whole / 3600))}:${two(Math.floor(whole / 60) % 60)}:${
+        two(whole % 60)}`;
 }
 
 const draw = drawSoon(() => {
     const {link, head} = model;
     const name = link === 'lost' ? 'lost' : head === null ? 'connecting' : head.on ? 'on' : 'off';
     document.body.dataset.state = name;
-    setText(state, {lost: 'The program does not answer', connecting: 'Connecting', on: 'Camera on', off: 'Camera off'}[name]);
+    setText(state, {
+        lost: 'The program does not answer',
+        connecting: 'Connecting',
+        on: 'Camera on',
+        off: 'Camera off'
+    }[name]);
     state.dataset.state = name;
     setText(clock, head?.t === undefined ? '' : clockText(head.t));
     cut.hidden = !powered();
@@ -30,6 +36,7 @@ const draw = drawSoon(() => {
 export function makeBanner() {
     for (const topic of /** @type {const} */ (['head', 'link', 'power'])) listen(topic, draw);
     draw();
-    return element('header', {class: 'banner'}, element('h1', {}, 'kestrel', element('span', {}, 'twin')), state, clock,
-        element('span', {class: 'spring'}), cut, boot);
+    return element(
+        'header', {class: 'banner'}, element('h1', {}, 'kestrel', element('span', {}, 'twin')),
+        state, clock, element('span', {class: 'spring'}), cut, boot);
 }

@@ -20,11 +20,13 @@ const firmware = element('span');
 
 /**
  * A choice that sends a command.
- * @param {string} label @param {readonly string[]} choices @param {(choice: string) => string} command
+ * @param {string} label @param {readonly string[]} choices @param {(choice: string) => string}
+ *     command
  */
 function chooser(label, choices, command) {
-    const select = element('select', {'aria-label': label}, ...choices.map((choice) =>
-        element('option', {value: choice}, choice)));
+    const select = element(
+        'select', {'aria-label': label},
+        ...choices.map((choice) => element('option', {value: choice}, choice)));
     offer(select, () => command(select.value));
     select.addEventListener('change', () => send(command(select.value)));
     return select;
@@ -33,10 +35,10 @@ function chooser(label, choices, command) {
 const mount = chooser('Mount', Object.keys(mounts), (choice) => `mount ${choice}`);
 const speed = chooser('Speed of time', speeds.map(String), (choice) => `speed ${choice}`);
 
-const facts = element('dl', {class: 'facts'},
-    fact('Mount', mount), fact('Speed ×', speed), fact('Draws', watts), fact('Supply', poe),
-    fact('Motors', supply), fact('Filter', filter), fact('Encoder', encoder), fact('Lens', lens),
-    fact('Firmware', firmware));
+const facts = element(
+    'dl', {class: 'facts'}, fact('Mount', mount), fact('Speed ×', speed), fact('Draws', watts),
+    fact('Supply', poe), fact('Motors', supply), fact('Filter', filter), fact('Encoder', encoder),
+    fact('Lens', lens), fact('Firmware', firmware));
 
 /** @param {HTMLSelectElement} select @param {string} value  perhaps none of its choices */
 function choose(select, value) {
@@ -59,7 +61,10 @@ const draw = drawSoon(() => {
     setText(filter, head.icr === 'day' ? 'in (day)' : 'out (night)');
     setText(encoder, key('encode.camN.status') === 'start' ? 'running' : 'stopped');
     setText(lens, `type ${fixed(head.lensType)}`);
-    setText(firmware, `${key('system.camN.info.mcu_version_mb')} · ${key('system.camN.info.mcu_version_sensor')}`);
+    setText(
+        firmware,
+        `${key('system.camN.info.mcu_version_mb')} · ${
+            key('system.camN.info.mcu_version_sensor')}`);
 });
 
 /** @param {string} label @param {...Node} buttons */
@@ -67,11 +72,16 @@ const pair = (label, ...buttons) =>
     element('div', {class: 'pair'}, element('span', {class: 'label'}, label), ...buttons);
 
 export function makeCamera() {
-    for (const topic of /** @type {const} */ (['head', 'keys', 'bus', 'power', 'link'])) listen(topic, draw);
-    const groups = element('div', {class: 'pairs'},
-        pair('Filter', commandButton('Day', 'set gpio.camN.out.icr day', {name: 'Filter in: day'}),
+    for (const topic of /** @type {const} */ (['head', 'keys', 'bus', 'power', 'link']))
+        listen(topic, draw);
+    const groups = element(
+        'div', {class: 'pairs'},
+        pair(
+            'Filter', commandButton('Day', 'set gpio.camN.out.icr day', {name: 'Filter in: day'}),
             commandButton('Night', 'set gpio.camN.out.icr night', {name: 'Filter out: night'})),
-        pair('Encoder', commandButton('Start', 'set encode.camN.status start', {name: 'Start the encoder'}),
+        pair(
+            'Encoder',
+            commandButton('Start', 'set encode.camN.status start', {name: 'Start the encoder'}),
             commandButton('Stop', 'set encode.camN.status stop', {name: 'Stop the encoder'})));
     return panel('camera', 'Camera', facts, groups);
 }

@@ -5,9 +5,16 @@ import {element, setText} from '../shared/dom.js';
 import {listen} from '../shared/model.js';
 import {send} from '../shared/server.js';
 
-const input = element('input', {type: 'text', 'aria-label': 'Console command', placeholder: 'help', spellcheck: 'false',
-    autocapitalize: 'off', autocomplete: 'off'});
-const answer = element('pre', {class: 'answer', hidden: true, tabindex: '0', 'aria-label': 'Answers'});
+const input = element('input', {
+    type: 'text',
+    'aria-label': 'Console command',
+    placeholder: 'help',
+    spellcheck: 'false',
+    autocapitalize: 'off',
+    autocomplete: 'off'
+});
+const answer =
+    element('pre', {class: 'answer', hidden: true, tabindex: '0', 'aria-label': 'Answers'});
 const last = element('span', {class: 'last', role: 'status'});
 const offered = element('span', {class: 'offered', 'aria-hidden': 'true'});
 
@@ -34,17 +41,22 @@ async function submit() {
 }
 
 export function makeConsole() {
-    const form = element('form', {class: 'line'}, element('span', {class: 'prompt', 'aria-hidden': 'true'}, '›'), input,
-        offered, last);
+    const form = element(
+        'form', {class: 'line'}, element('span', {class: 'prompt', 'aria-hidden': 'true'}, '›'),
+        input, offered, last);
     form.addEventListener('submit', (event) => {
         event.preventDefault();
         submit();
     });
     input.addEventListener('keydown', (event) => {
-        if (event.key === 'ArrowUp') recall(-1);
-        else if (event.key === 'ArrowDown') recall(1);
-        else if (event.key === 'Escape') answer.hidden = true;
-        else return;
+        if (event.key === 'ArrowUp')
+            recall(-1);
+        else if (event.key === 'ArrowDown')
+            recall(1);
+        else if (event.key === 'Escape')
+            answer.hidden = true;
+        else
+            return;
         event.preventDefault();
     });
     listen('offered', (commands) => {
@@ -53,7 +65,10 @@ export function makeConsole() {
     });
     listen('sent', ({text, ok, answers}) => {
         const trouble = answers.find((line) => /error|FAIL|does not answer/.test(line));
-        setText(last, ok && !trouble ? `sent: ${oneLine(text)}` : `${oneLine(text)}: ${(trouble ?? 'refused').replace(/^= /, '')}`);
+        setText(
+            last,
+            ok && !trouble ? `sent: ${oneLine(text)}` :
+                             `${oneLine(text)}: ${(trouble ?? 'refused').replace(/^= /, '')}`);
         last.classList.toggle('bad', !ok || trouble !== undefined);
     });
     return element('footer', {class: 'console'}, answer, form);

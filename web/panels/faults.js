@@ -6,20 +6,39 @@ import {send} from '../shared/server.js';
 
 const active = element('ul', {class: 'active'});
 const select = element('select', {id: 'fault-name', 'aria-label': 'Fault'});
-const argument = element('input', {id: 'fault-text', type: 'text', 'aria-label': 'The fault with its arguments', spellcheck: 'false',
-    autocapitalize: 'off', autocomplete: 'off'});
+const argument = element('input', {
+    id: 'fault-text',
+    type: 'text',
+    'aria-label': 'The fault with its arguments',
+    spellcheck: 'false',
+    autocapitalize: 'off',
+    autocomplete: 'off'
+});
 const inject = element('button', {type: 'submit'}, 'Inject');
 const effect = element('p', {class: 'note', id: 'fault-effect'});
 
 /**
- * What to begin with, of a usage like "axis AXIS|all slip N (1 to 100000)": the first choice of words,
- * and the least or a telling number.
+ * What to begin with, of a usage like "axis AXIS|all slip N (1 to 100000)": the first choice of
+ * words, and the least or a telling number.
  * @param {string} usage
  */
 function example(usage) {
-    return usage.replace(/\((-?[\w.]+) to [^)]*\)/g, '').replace(/\(N [^)]*\)/g, '').trim().split(/\s+/)
-        .map((word) => ({'AXIS|all': 'pan', 'main|sensor': 'main', FUNCTION: 'setPanForwardS', N: '200',
-            'N|always': 'always', FACTOR: '4', COUNTS: '200', HEX: '00', PERCENT: '0.5'}[word] ?? word)).join(' ');
+    return usage.replace(/\((-?[\w.]+) to [^)]*\)/g, '')
+        .replace(/\(N [^)]*\)/g, '')
+        .trim()
+        .split(/\s+/)
+        .map((word) => ({
+                 'AXIS|all': 'pan',
+                 'main|sensor': 'main',
+                 FUNCTION: 'setPanForwardS',
+                 N: '200',
+                 'N|always': 'always',
+                 FACTOR: '4',
+                 COUNTS: '200',
+                 HEX: '00',
+                 PERCENT: '0.5'
+             }[word] ?? word))
+        .join(' ');
 }
 
 const command = () => `fault ${argument.value.trim()}`;
@@ -40,12 +59,16 @@ function show() {
     // An offer to clear is no fault, and the power has a switch of its own.
     const known = model.knownFaults.filter(({usage}) => !/^(clear|scene normal)\b/.test(usage));
     if (select.options.length !== known.length) {
-        select.replaceChildren(...known.map(({usage}) => element('option', {value: usage}, usage.replace(/ \(.*\)$/, ''))));
+        select.replaceChildren(...known.map(
+            ({usage}) => element('option', {value: usage}, usage.replace(/ \(.*\)$/, ''))));
         pick();
     }
-    active.replaceChildren(...model.activeFaults.map((fault) => element('li', {}, element('span', {}, fault),
-        commandButton('End', clearing(fault), {name: `End ${fault}`}))));
-    if (model.activeFaults.length === 0) active.append(element('li', {class: 'none'}, 'None in force'));
+    active.replaceChildren(...model.activeFaults.map(
+        (fault) => element(
+            'li', {}, element('span', {}, fault),
+            commandButton('End', clearing(fault), {name: `End ${fault}`}))));
+    if (model.activeFaults.length === 0)
+        active.append(element('li', {class: 'none'}, 'None in force'));
 }
 
 export function makeFaults() {

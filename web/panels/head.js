@@ -1,5 +1,5 @@
-// The head on its mount: the true pose in full, the daemon's as an outline where it differs, the eight
-// LEDs, and gravity as the motion sensor feels it.
+// The head on its mount: the true pose in full, the daemon's as an outline where it differs, the
+// eight LEDs, and gravity as the motion sensor feels it.
 
 import * as THREE from '../three.module.js';
 import {HeadModel} from '../scene/head_model.js';
@@ -17,20 +17,26 @@ const bulbs = lamps.map(({light}, i) => {
     const bulb = element('span', {class: 'bulb', 'data-led': i});
     return {bulb, item: element('li', {}, bulb, element('span', {class: 'sr'}, light))};
 });
-const lampList = element('ul', {class: 'lamps', 'aria-label': 'LEDs'}, ...bulbs.map(({item}) => item));
+const lampList =
+    element('ul', {class: 'lamps', 'aria-label': 'LEDs'}, ...bulbs.map(({item}) => item));
 
 const headModel = new HeadModel();
 const camera = new THREE.PerspectiveCamera(32, 1, 0.1, 60);
 /** @type {THREE.WebGLRenderer|null} */
 let renderer = null;
-const orbit = {heading: 0.62, lift: 0.06, distance: 8.2};
+const orbit = {
+    heading: 0.62,
+    lift: 0.06,
+    distance: 8.2
+};
 /** A wall is looked at from the room. */
 const wallSide = Math.PI * 0.86;
 
 function aimCamera() {
     const {lift, distance} = orbit;
     const heading = orbit.heading + (model.head?.mount.startsWith('wall') ? wallSide : 0);
-    camera.position.set(distance * Math.cos(lift) * Math.sin(heading), distance * Math.sin(lift),
+    camera.position.set(
+        distance * Math.cos(lift) * Math.sin(heading), distance * Math.sin(lift),
         distance * Math.cos(lift) * Math.cos(heading));
     camera.lookAt(0, 0, 0);
     camera.aspect = stage.clientWidth / Math.max(1, stage.clientHeight);
@@ -39,12 +45,18 @@ function aimCamera() {
 
 /** @param {import('../shared/model.js').Head} head */
 function believedPose(head) {
-    const of = (/** @type {'pan'|'tilt'|'rotate'} */ axis) => published(axis) ?? head[axis].position;
+    const of = (/** @type {'pan'|'tilt'|'rotate'} */ axis) =>
+        published(axis) ?? head[axis].position;
     const moving = head.pan.busy || head.tilt.busy || head.rotate.busy;
     const same = of('pan') === head.pan.position && of('tilt') === head.tilt.position &&
         of('rotate') === head.rotate.position;
-    return moving || same ? null :
-        {pan: of('pan'), tilt: of('tilt'), rotate: of('rotate'), zoom: head.zoom.position, iris: head.iris.position};
+    return moving || same ? null : {
+        pan: of('pan'),
+        tilt: of('tilt'),
+        rotate: of('rotate'),
+        zoom: head.zoom.position,
+        iris: head.iris.position
+    };
 }
 
 const draw = drawSoon(() => {
@@ -53,10 +65,18 @@ const draw = drawSoon(() => {
     if (head === null || head.pan === undefined) return;
     const believed = believedPose(head);
     headModel.setMount(head.mount);
-    headModel.setPose({pan: head.pan.position, tilt: head.tilt.position, rotate: head.rotate.position,
-        zoom: head.zoom.position, iris: head.iris.position}, believed);
+    headModel.setPose(
+        {
+            pan: head.pan.position,
+            tilt: head.tilt.position,
+            rotate: head.rotate.position,
+            zoom: head.zoom.position,
+            iris: head.iris.position
+        },
+        believed);
     headModel.setLamps(head.leds);
-    const {x, y, z} = viewOf(head.mount, head.pan.position, head.tilt.position, head.rotate.position);
+    const {x, y, z} =
+        viewOf(head.mount, head.pan.position, head.tilt.position, head.rotate.position);
     const [gx, gy, gz] = head.gravity;
     headModel.setGravity(scale(-1, combine(1, combine(gx, x, gy, y), gz, z)));
     aimCamera();

@@ -5,12 +5,30 @@ import {listen, model} from '../shared/model.js';
 import {send} from '../shared/server.js';
 import {commandKeys, wordsOf} from '../shared/words.js';
 
-const search = element('input', {type: 'search', placeholder: 'Search keys', 'aria-label': 'Search the keys'});
+const search =
+    element('input', {type: 'search', placeholder: 'Search keys', 'aria-label': 'Search the keys'});
 const body = element('tbody');
-const key = element('input', {type: 'text', id: 'set-key', placeholder: 'key', 'aria-label': 'Key', list: 'known-keys',
-    spellcheck: 'false', autocapitalize: 'off', autocomplete: 'off'});
-const value = element('input', {type: 'text', id: 'set-value', placeholder: 'value', 'aria-label': 'Value', list: 'key-words',
-    spellcheck: 'false', autocapitalize: 'off', autocomplete: 'off', maxlength: 127});
+const key = element('input', {
+    type: 'text',
+    id: 'set-key',
+    placeholder: 'key',
+    'aria-label': 'Key',
+    list: 'known-keys',
+    spellcheck: 'false',
+    autocapitalize: 'off',
+    autocomplete: 'off'
+});
+const value = element('input', {
+    type: 'text',
+    id: 'set-value',
+    placeholder: 'value',
+    'aria-label': 'Value',
+    list: 'key-words',
+    spellcheck: 'false',
+    autocapitalize: 'off',
+    autocomplete: 'off',
+    maxlength: 127
+});
 const knownKeys = element('datalist', {id: 'known-keys'});
 const words = element('datalist', {id: 'key-words'});
 const put = element('button', {type: 'submit'}, 'Set');
@@ -21,7 +39,8 @@ const rows = new Map();
 const command = () => `set ${key.value.trim()} ${value.value}`;
 
 function offerWords() {
-    words.replaceChildren(...wordsOf(key.value.trim()).map((word) => element('option', {value: word})));
+    words.replaceChildren(
+        ...wordsOf(key.value.trim()).map((word) => element('option', {value: word})));
 }
 
 /** @param {string} name */
@@ -38,7 +57,10 @@ function makeRow(name) {
     const shown = element('td', {class: 'value'});
     const choose = element('button', {type: 'button', class: 'plain', title: `Set ${name}`}, name);
     choose.addEventListener('click', () => edit(name));
-    const made = {row: element('tr', {'data-key': name}, element('th', {scope: 'row'}, choose), shown), value: shown};
+    const made = {
+        row: element('tr', {'data-key': name}, element('th', {scope: 'row'}, choose), shown),
+        value: shown
+    };
     rows.set(name, made);
     return made;
 }
@@ -49,11 +71,14 @@ const showAll = drawSoon(() => {
     }
     const names = [...model.bus.keys()].sort();
     const wanted = search.value.toLowerCase();
-    body.replaceChildren(...names.filter((name) =>
-        name.toLowerCase().includes(wanted) || (model.bus.get(name) ?? '').toLowerCase().includes(wanted))
-        .map((name) => (rows.get(name) ?? makeRow(name)).row));
+    body.replaceChildren(...names
+                             .filter(
+                                 (name) => name.toLowerCase().includes(wanted) ||
+                                     (model.bus.get(name) ?? '').toLowerCase().includes(wanted))
+                             .map((name) => (rows.get(name) ?? makeRow(name)).row));
     for (const [name, made] of rows) setText(made.value, model.bus.get(name) ?? '');
-    knownKeys.replaceChildren(...[...new Set([...names, ...commandKeys])].sort().map((name) => element('option', {value: name})));
+    knownKeys.replaceChildren(...[...new Set([...names, ...commandKeys])].sort().map(
+        (name) => element('option', {value: name})));
 });
 
 /** @type {Set<string>} */
@@ -90,9 +115,18 @@ export function makeKeys() {
         names.forEach((name) => changed.add(name));
         showChanged();
     });
-    const made = panel('keys', 'Keys', form, element('div', {class: 'table', tabindex: '0', role: 'region', 'aria-label': 'Keys and values'},
-        element('table', {}, element('thead', {class: 'sr'}, element('tr', {}, element('th', {scope: 'col'}, 'Key'),
-            element('th', {scope: 'col'}, 'Value'))), body)));
+    const made = panel(
+        'keys', 'Keys', form,
+        element(
+            'div', {class: 'table', tabindex: '0', role: 'region', 'aria-label': 'Keys and values'},
+            element(
+                'table', {},
+                element(
+                    'thead', {class: 'sr'},
+                    element(
+                        'tr', {}, element('th', {scope: 'col'}, 'Key'),
+                        element('th', {scope: 'col'}, 'Value'))),
+                body)));
     made.querySelector('header')?.append(search);
     return made;
 }

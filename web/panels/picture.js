@@ -4,7 +4,15 @@
 import * as THREE from '../three.module.js';
 import {makeRenderer} from '../scene/renderer.js';
 import {makeWorld, pointCamera} from '../scene/world.js';
-import {aimAt, decoded, elevationOf, encoded, headingOf, rollOf, viewOf} from '../shared/attitude.js';
+import {
+    aimAt,
+    decoded,
+    elevationOf,
+    encoded,
+    headingOf,
+    rollOf,
+    viewOf
+} from '../shared/attitude.js';
 import {axes, isLongLens} from '../shared/axes.js';
 import {drawSoon, element, fixed, panel, setText} from '../shared/dom.js';
 import {encoding, listen, model, powered, published, scene, tell} from '../shared/model.js';
@@ -22,10 +30,14 @@ const cross = element('div', {class: 'cross', 'aria-hidden': 'true'});
 const off = element('p', {class: 'off', hidden: true}, 'The camera is off');
 const readings = element('dl', {class: 'readings'});
 const focusHint = element('p', {class: 'hint', hidden: true});
-const stage = element('div', {
-    class: 'stage', tabindex: '0', role: 'img',
-    'aria-describedby': 'picture-help',
-}, frame, believed, cross, focusHint, off);
+const stage = element(
+    'div', {
+        class: 'stage',
+        tabindex: '0',
+        role: 'img',
+        'aria-describedby': 'picture-help',
+    },
+    frame, believed, cross, focusHint, off);
 const help = element('p', {id: 'picture-help', class: 'help'}, 'Click to centre there');
 
 /** @type {Record<string, HTMLElement>} */
@@ -44,7 +56,8 @@ function startDrawing() {
     try {
         renderer = makeRenderer(canvas);
     } catch {
-        stage.append(element('p', {class: 'off'}, 'This browser draws no WebGL; the readings below are true'));
+        stage.append(element(
+            'p', {class: 'off'}, 'This browser draws no WebGL; the readings below are true'));
     }
 }
 
@@ -52,7 +65,8 @@ function startDrawing() {
  * The sensor's view of the present truth.
  * @param {import('../shared/model.js').Head} head
  */
-const trueView = (head) => viewOf(head.mount, head.pan.position, head.tilt.position, head.rotate.position);
+const trueView = (head) =>
+    viewOf(head.mount, head.pan.position, head.tilt.position, head.rotate.position);
 
 /**
  * Where a direction appears in the encoded picture: from its middle to the right and to the top, as
@@ -76,7 +90,8 @@ function project(view, across, direction) {
 function directionAt(view, across, right, top) {
     const [r, t] = decoded(encoding(), right, top);
     const half = Math.tan((across / 2) * radians);
-    return normalized(combine(1, combine(1, view.z, -r * half, view.x), t * half * (9 / 16), view.y));
+    return normalized(
+        combine(1, combine(1, view.z, -r * half, view.x), t * half * (9 / 16), view.y));
 }
 
 /** The stage keeps its shape; a portrait picture stands in its middle. */
@@ -102,8 +117,10 @@ function showBelieved(view, across) {
     const pan = published('pan');
     const tilt = published('tilt');
     const rests = !head.pan.busy && !head.tilt.busy;
-    const differs = rests && pan !== null && tilt !== null && (pan !== head.pan.position || tilt !== head.tilt.position);
-    const place = differs ? project(view, across, viewOf(head.mount, Number(pan), Number(tilt), 0).z) : null;
+    const differs = rests && pan !== null && tilt !== null &&
+        (pan !== head.pan.position || tilt !== head.tilt.position);
+    const place =
+        differs ? project(view, across, viewOf(head.mount, Number(pan), Number(tilt), 0).z) : null;
     const inside = place !== null && Math.abs(place[0]) < 1 && Math.abs(place[1]) < 1;
     believed.hidden = !inside;
     if (place !== null && inside) {
@@ -115,8 +132,10 @@ function showBelieved(view, across) {
 /** @param {number} distance  from the sharpest focus */
 function showFocus(distance) {
     const {dark, flat} = scene();
-    const text = dark ? 'The scene is dark' : flat ? 'Nothing to focus on' :
-        Math.abs(distance) < 40 ? '' : `Out of focus by ${fixed(Math.abs(distance))} steps`;
+    const text = dark           ? 'The scene is dark' :
+        flat                    ? 'Nothing to focus on' :
+        Math.abs(distance) < 40 ? '' :
+                                  `Out of focus by ${fixed(Math.abs(distance))} steps`;
     focusHint.hidden = text === '';
     setText(focusHint, text);
 }
@@ -139,7 +158,8 @@ const draw = drawSoon(() => {
     const light = irisLight(head.iris.position, (longLens ? iris.longStops : iris.stops)[1]);
     const long = layOut();
     const blur = (blurOf(distance) * long) / 100;
-    canvas.style.filter = `blur(${blur.toFixed(2)}px) ${colourFilter(light, head.icr === 'day', scene())}`;
+    canvas.style.filter =
+        `blur(${blur.toFixed(2)}px) ${colourFilter(light, head.icr === 'day', scene())}`;
     pointCamera(camera, view, across);
     renderer?.render(world, camera);
     showBelieved(view, across);
@@ -149,11 +169,15 @@ const draw = drawSoon(() => {
     setText(values.elevation, `${fixed(elevationOf(view.z), 1)}°`);
     setText(values.roll, `${fixed(roll, 1)}°`);
     setText(values.view, `${fixed(across, 1)}°`);
-    setText(values.focus, Math.abs(distance) < 0.5 ? 'sharp' : `${distance > 0 ? '+' : ''}${fixed(distance)}`);
+    setText(
+        values.focus,
+        Math.abs(distance) < 0.5 ? 'sharp' : `${distance > 0 ? '+' : ''}${fixed(distance)}`);
     stage.dataset.roll = roll.toFixed(3);
     stage.dataset.blur = blur.toFixed(3);
-    stage.setAttribute('aria-label', `The picture: heading ${fixed(headingOf(view.z))} degrees, elevation ` +
-        `${fixed(elevationOf(view.z))}, roll ${fixed(roll)}, field of view ${fixed(across)}`);
+    stage.setAttribute(
+        'aria-label',
+        `The picture: heading ${fixed(headingOf(view.z))} degrees, elevation ` +
+            `${fixed(elevationOf(view.z))}, roll ${fixed(roll)}, field of view ${fixed(across)}`);
 });
 
 /**
@@ -169,7 +193,8 @@ function aim(event) {
     if (Math.abs(right) > 1 || Math.abs(top) > 1) return '';
     const direction = directionAt(trueView(head), fieldOfView(head.zoom.position), right, top);
     const goal = aimAt(head.mount, direction, head.pan.position);
-    return goal === null ? '' : `set lens.camN.pan a:${goal.pan}\nset lens.camN.tilt a:${goal.tilt}`;
+    return goal === null ? '' :
+                           `set lens.camN.pan a:${goal.pan}\nset lens.camN.tilt a:${goal.tilt}`;
 }
 
 stage.addEventListener('pointermove', (event) => tell('offered', aim(event)));
@@ -179,21 +204,28 @@ stage.addEventListener('click', (event) => {
     if (commands !== '') send(commands);
 });
 stage.addEventListener('keydown', (event) => {
-    const words = /** @type {Record<string, string>} */ (
-        {ArrowLeft: 'pan left', ArrowRight: 'pan right', ArrowUp: 'tilt up', ArrowDown: 'tilt down'});
+    const words = /** @type {Record<string, string>} */ ({
+        ArrowLeft: 'pan left',
+        ArrowRight: 'pan right',
+        ArrowUp: 'tilt up',
+        ArrowDown: 'tilt down'
+    });
     const word = words[event.key];
     if (word === undefined) return;
     event.preventDefault();
     if (!event.repeat) send(`set lens.camN.${word}:5`);
 });
 stage.addEventListener('keyup', (event) => {
-    const axis = /^Arrow(Left|Right)$/.test(event.key) ? 'pan' : /^Arrow(Up|Down)$/.test(event.key) ? 'tilt' : '';
+    const axis = /^Arrow(Left|Right)$/.test(event.key) ? 'pan' :
+        /^Arrow(Up|Down)$/.test(event.key)             ? 'tilt' :
+                                                         '';
     if (axis !== '') send(`set lens.camN.${axis} stop`);
 });
 
 export function makePicture() {
     startDrawing();
-    for (const topic of /** @type {const} */ (['head', 'keys', 'bus', 'faults', 'link'])) listen(topic, draw);
+    for (const topic of /** @type {const} */ (['head', 'keys', 'bus', 'faults', 'link']))
+        listen(topic, draw);
     new ResizeObserver(draw).observe(stage);
     const made = panel('picture', 'Picture', stage, readings);
     made.querySelector('header')?.append(help);

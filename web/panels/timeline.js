@@ -26,7 +26,8 @@ const colour = (name) => getComputedStyle(canvas).getPropertyValue(`--${name}`).
  * @param {number} width @param {Record<string, string>} colours
  */
 function drawRow(pen, list, y, width, colours) {
-    const x = (/** @type {number} */ t) => labelWidth + ((t - latest + span) / span) * (width - labelWidth);
+    const x = (/** @type {number} */ t) =>
+        labelWidth + ((t - latest + span) / span) * (width - labelWidth);
     list.forEach(({t, status}, i) => {
         const from = Math.max(labelWidth, x(t));
         const to = x(list[i + 1]?.t ?? latest);
@@ -34,7 +35,9 @@ function drawRow(pen, list, y, width, colours) {
         const thick = status === 'stop' ? 2 : 8;
         pen.fillStyle = colours[status] ?? colours.other;
         // However short a run was, it can be seen.
-        pen.fillRect(from, y + rowHeight / 2 - thick / 2, Math.max(status === 'stop' ? 0 : 2, to - from), thick);
+        pen.fillRect(
+            from, y + rowHeight / 2 - thick / 2, Math.max(status === 'stop' ? 0 : 2, to - from),
+            thick);
     });
 }
 
@@ -48,7 +51,8 @@ const draw = drawSoon(() => {
     pen.scale(sharp, sharp);
     pen.font = '12px system-ui, sans-serif';
     pen.textBaseline = 'middle';
-    const colours = {run: colour('run'), stop: colour('line'), fail: colour('bad'), other: colour('warn')};
+    const colours =
+        {run: colour('run'), stop: colour('line'), fail: colour('bad'), other: colour('warn')};
     axes.forEach(({name, label}, i) => {
         pen.fillStyle = colour('dim');
         pen.textAlign = 'left';
@@ -61,8 +65,12 @@ const draw = drawSoon(() => {
         pen.textAlign = ago === 0 ? 'right' : ago === 60 ? 'left' : 'center';
         pen.fillText(ago === 0 ? 'now' : `−${ago} s`, x, height - 7);
     }
-    canvas.setAttribute('aria-label', `Statuses of the last minute. Now: ${axes.map(({name, label}) =>
-        `${label} ${changes.get(name)?.at(-1)?.status ?? 'unknown'}`).join(', ')}`);
+    canvas.setAttribute(
+        'aria-label',
+        `Statuses of the last minute. Now: ${
+            axes.map(
+                    ({name, label}) => `${label} ${changes.get(name)?.at(-1)?.status ?? 'unknown'}`)
+                .join(', ')}`);
 });
 
 /** @param {string} name @param {Change} change */
@@ -77,7 +85,8 @@ function add(name, change) {
 export function makeTimeline() {
     listen('trace', (events) => {
         for (const {t, kind, text} of events) {
-            if (t < latest - 1) for (const list of changes.values()) list.length = 0;  // another boot
+            if (t < latest - 1)
+                for (const list of changes.values()) list.length = 0;  // another boot
             latest = t;
             const [, name, status] = /^lens\.camN\.(\w+)status (.*)$/.exec(text) ?? [];
             if (name !== undefined && (kind === 'bus' || kind === 'cmd')) add(name, {t, status});
@@ -87,7 +96,8 @@ export function makeTimeline() {
     listen('bus', () => {
         for (const {name} of axes) {
             const status = model.bus.get(`lens.camN.${name}status`);
-            if (status !== undefined && changes.get(name)?.length === 0) add(name, {t: latest, status});
+            if (status !== undefined && changes.get(name)?.length === 0)
+                add(name, {t: latest, status});
         }
         draw();
     });

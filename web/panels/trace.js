@@ -9,9 +9,11 @@ const kept = 4000;
 const shownAtMost = 300;
 
 /** @type {readonly [string, string][]} */
-const kinds = [['cmd', 'set from outside'], ['act', 'acts of the console'], ['bus', 'set by the daemon'],
-    ['mcu', 'orders to the library'], ['head', 'what the mechanism reports'], ['log', "the daemon's own lines"],
-    ['i2c', 'writes to the motion sensor']];
+const kinds = [
+    ['cmd', 'set from outside'], ['act', 'acts of the console'], ['bus', 'set by the daemon'],
+    ['mcu', 'orders to the library'], ['head', 'what the mechanism reports'],
+    ['log', "the daemon's own lines"], ['i2c', 'writes to the motion sensor']
+];
 
 /** @type {TraceEvent[]} */
 let events = [];
@@ -19,18 +21,22 @@ const hiddenKinds = new Set(['i2c']);
 let paused = false;
 let missed = 0;
 
-const list = element('ol', {class: 'events', tabindex: '0', 'aria-label': 'Events, the latest first'});
-const search = element('input', {type: 'search', placeholder: 'Search', 'aria-label': 'Search the events'});
+const list =
+    element('ol', {class: 'events', tabindex: '0', 'aria-label': 'Events, the latest first'});
+const search =
+    element('input', {type: 'search', placeholder: 'Search', 'aria-label': 'Search the events'});
 const pause = element('button', {type: 'button', 'aria-pressed': 'false'}, 'Pause');
 const clear = element('button', {type: 'button'}, 'Clear');
 const note = element('p', {class: 'note', role: 'status'});
 
 /** @param {TraceEvent} event */
-const matches = ({kind, text}) => !hiddenKinds.has(kind) && text.toLowerCase().includes(search.value.toLowerCase());
+const matches = ({kind, text}) =>
+    !hiddenKinds.has(kind) && text.toLowerCase().includes(search.value.toLowerCase());
 
 /** @param {TraceEvent} event */
-const row = ({t, kind, text}) => element('li', {'data-kind': kind}, element('time', {}, t.toFixed(3)),
-    element('b', {}, kind), element('span', {}, text));
+const row = ({t, kind, text}) => element(
+    'li', {'data-kind': kind}, element('time', {}, t.toFixed(3)), element('b', {}, kind),
+    element('span', {}, text));
 
 /** @type {TraceEvent[]} */
 let fresh = [];
@@ -50,8 +56,14 @@ const showAll = drawSoon(() => {
 
 /** @param {string} kind @param {string} meaning */
 function kindSwitch(kind, meaning) {
-    const button = element('button', {type: 'button', title: meaning, 'aria-pressed': String(!hiddenKinds.has(kind)),
-        'data-kind': kind}, kind);
+    const button = element(
+        'button', {
+            type: 'button',
+            title: meaning,
+            'aria-pressed': String(!hiddenKinds.has(kind)),
+            'data-kind': kind
+        },
+        kind);
     button.addEventListener('click', () => {
         if (!hiddenKinds.delete(kind)) hiddenKinds.add(kind);
         button.setAttribute('aria-pressed', String(!hiddenKinds.has(kind)));
@@ -85,8 +97,11 @@ export function makeTrace() {
         events = [];
         showAll();
     });
-    const tools = element('div', {class: 'tools'},
-        element('div', {class: 'kinds', role: 'group', 'aria-label': 'Kinds of events'}, ...kinds.map(([kind, meaning]) =>
-            kindSwitch(kind, meaning))), search, pause, clear);
+    const tools = element(
+        'div', {class: 'tools'},
+        element(
+            'div', {class: 'kinds', role: 'group', 'aria-label': 'Kinds of events'},
+            ...kinds.map(([kind, meaning]) => kindSwitch(kind, meaning))),
+        search, pause, clear);
     return panel('trace', 'What happens', tools, list, note);
 }

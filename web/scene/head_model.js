@@ -11,7 +11,8 @@ const tiltAxisHeight = 1.5;
 /** @typedef {(colour: number) => THREE.Material} Paint */
 
 /** @type {Paint} */
-const solidPaint = (color) => new THREE.MeshPhongMaterial({color, shininess: 42, specular: 0x333a42});
+const solidPaint = (color) =>
+    new THREE.MeshPhongMaterial({color, shininess: 42, specular: 0x333a42});
 /** @type {Paint} */
 const ghostPaint = () => new THREE.MeshBasicMaterial(
     {color: 0xffb84d, transparent: true, opacity: 0.34, depthWrite: false});
@@ -50,7 +51,9 @@ function makeMoving(paint) {
     pan.add(part(post(0.62, 0.72, 0.34), white, 0, 0, 0.63));
     for (const side of [-1, 1]) {
         pan.add(part(new THREE.BoxBufferGeometry(0.5, 0.16, 1.1), white, 0, side * 0.86, 1.15));
-        pan.add(part(post(0.25, 0.25, 0.18).rotateX(Math.PI / 2), white, 0, side * 0.86, tiltAxisHeight + 0.2));
+        pan.add(part(
+            post(0.25, 0.25, 0.18).rotateX(Math.PI / 2), white, 0, side * 0.86,
+            tiltAxisHeight + 0.2));
     }
     pan.add(part(new THREE.BoxBufferGeometry(0.5, 1.88, 0.16), white, 0, 0, 0.8));
     const tilt = new THREE.Group();
@@ -62,14 +65,19 @@ function makeMoving(paint) {
     turn.add(part(new THREE.BoxBufferGeometry(0.34, 0.12, 0.12), paint(0xff5d52), 0.66, 0, -0.56));
     const lens = part(barrel(0.4, 0.42, 0.5), paint(0x3a4651), 0.95, 0, 0);
     const glass = part(barrel(0.33, 0.33, 0.03), paint(0x6fb7e6), 1.2, 0, 0);
-    const iris = part(new THREE.RingBufferGeometry(0.5, 1, 40).rotateY(Math.PI / 2), paint(0x0b0f13), 1.218, 0, 0);
+    const iris = part(
+        new THREE.RingBufferGeometry(0.5, 1, 40).rotateY(Math.PI / 2), paint(0x0b0f13), 1.218, 0,
+        0);
     turn.add(lens, glass, iris);
     tilt.add(turn);
     pan.add(tilt);
     return {pan, tilt, turn, lens, glass, iris};
 }
 
-/** @typedef {{pan: number, tilt: number, rotate: number, zoom: number, iris: number}} Pose  in steps */
+/**
+ * @typedef {{pan: number, tilt: number, rotate: number, zoom: number, iris: number}} Pose  in
+ * steps
+ */
 
 /** @param {ReturnType<typeof makeMoving>} moving @param {Pose} pose */
 function setPose(moving, pose) {
@@ -84,7 +92,8 @@ function setPose(moving, pose) {
     const closed = Math.min(1, pose.iris / 100);
     moving.iris.scale.setScalar(0.33);
     moving.iris.geometry.dispose();
-    moving.iris.geometry = new THREE.RingBufferGeometry(0.95 - 0.85 * closed, 1, 40).rotateY(Math.PI / 2);
+    moving.iris.geometry =
+        new THREE.RingBufferGeometry(0.95 - 0.85 * closed, 1, 40).rotateY(Math.PI / 2);
 }
 
 function makeGlow() {
@@ -105,7 +114,8 @@ function makeLamps() {
     return lamps.map(({angle}) => {
         const x = 1.13 * Math.cos(angle * radians);
         const y = 1.13 * Math.sin(angle * radians);
-        const bulb = part(new THREE.SphereBufferGeometry(0.11, 18, 12),
+        const bulb = part(
+            new THREE.SphereBufferGeometry(0.11, 18, 12),
             new THREE.MeshBasicMaterial({color: 0x1a222a}), x, y, 0.3);
         const glow = new THREE.Sprite(new THREE.SpriteMaterial(
             {map, blending: THREE.AdditiveBlending, depthWrite: false, transparent: true}));
@@ -127,21 +137,25 @@ function makeArrow() {
 export class HeadModel {
     scene = new THREE.Scene();
     #mount = new THREE.Group();
-    #true = makeMoving(solidPaint);
+#true = makeMoving(solidPaint);
     #ghost = makeMoving(ghostPaint);
     #lamps = makeLamps();
     #gravity = makeArrow();
 
     constructor() {
-        const surface = part(new THREE.CircleBufferGeometry(2.5, 64),
-            new THREE.MeshPhongMaterial({color: 0x55626f, side: THREE.DoubleSide, transparent: true, opacity: 0.55}),
+        const surface = part(
+            new THREE.CircleBufferGeometry(2.5, 64),
+            new THREE.MeshPhongMaterial(
+                {color: 0x55626f, side: THREE.DoubleSide, transparent: true, opacity: 0.55}),
             0, 0, -0.01);
-        const rim = part(new THREE.RingBufferGeometry(2.44, 2.5, 64),
+        const rim = part(
+            new THREE.RingBufferGeometry(2.44, 2.5, 64),
             new THREE.MeshBasicMaterial({color: 0x8fa1b2, side: THREE.DoubleSide}), 0, 0, 0);
         const base = part(post(1.02, 1.14, 0.46), solidPaint(0xdfe4e9), 0, 0, 0.23);
         // The front, where pan stands after homing.
-        const front = part(new THREE.BoxBufferGeometry(0.5, 0.05, 0.02), new THREE.MeshBasicMaterial({color: 0x7fd1c7}),
-            -1.8, 0, 0.01);
+        const front = part(
+            new THREE.BoxBufferGeometry(0.5, 0.05, 0.02),
+            new THREE.MeshBasicMaterial({color: 0x7fd1c7}), -1.8, 0, 0.01);
         this.#mount.add(surface, rim, base, front, this.#true.pan, this.#ghost.pan);
         for (const {bulb, glow} of this.#lamps) this.#mount.add(bulb, glow);
         // Where both nearly coincide the outline still shows, as a rim.
@@ -151,7 +165,8 @@ export class HeadModel {
         key.position.set(3, 5, 4);
         const fill = new THREE.DirectionalLight(0xbfd8ff, 0.3);
         fill.position.set(-4, -3, 3);
-        this.scene.add(this.#mount, this.#gravity, key, fill, new THREE.AmbientLight(0xffffff, 0.42));
+        this.scene.add(
+            this.#mount, this.#gravity, key, fill, new THREE.AmbientLight(0xffffff, 0.42));
     }
 
     /** @param {string} mount */
@@ -178,8 +193,10 @@ export class HeadModel {
             const [r, g, b] = lightOf(words[i] ?? '00000000');
             const lit = r + g + b > 0;
             const bulbPaint = /** @type {THREE.MeshBasicMaterial} */ (bulb.material);
-            if (lit) bulbPaint.color.setRGB(r, g, b);
-            else bulbPaint.color.setHex(0x1a222a);
+            if (lit)
+                bulbPaint.color.setRGB(r, g, b);
+            else
+                bulbPaint.color.setHex(0x1a222a);
             glow.visible = lit;
             glow.material.color.setRGB(r, g, b);
         });
@@ -187,6 +204,7 @@ export class HeadModel {
 
     /** @param {import('../shared/vector.js').Vector} down  the direction of gravity in the world */
     setGravity(down) {
-        this.#gravity.quaternion.setFromUnitVectors(new THREE.Vector3(0, 1, 0), new THREE.Vector3(...down).normalize());
+        this.#gravity.quaternion.setFromUnitVectors(
+            new THREE.Vector3(0, 1, 0), new THREE.Vector3(...down).normalize());
     }
 }

@@ -1,4 +1,5 @@
-// The synthetic world round the camera: sky, mountains, fields, trees. The camera stands at the origin.
+// The synthetic world round the camera: sky, mountains, fields, trees. The camera stands at the
+// origin.
 
 import * as THREE from '../three.module.js';
 import {Solid, at, place, randomRow} from './solid.js';
@@ -10,7 +11,8 @@ const horizonColour = 0xd9e8f0;
 function sky() {
     const geometry = new THREE.SphereBufferGeometry(3000, 48, 48);
     const colours = new Float32Array(geometry.attributes.position.count * 3);
-    const stops = [[-1, 0xcfdfe6], [-0.02, horizonColour], [0.12, 0xa9d2ee], [0.4, 0x5fa6e0], [1, 0x2a6bbf]];
+    const stops =
+        [[-1, 0xcfdfe6], [-0.02, horizonColour], [0.12, 0xa9d2ee], [0.4, 0x5fa6e0], [1, 0x2a6bbf]];
     for (let i = 0; i < geometry.attributes.position.count; ++i) {
         const height = geometry.attributes.position.array[3 * i + 1] / 3000;
         const next = Math.max(1, stops.findIndex(([at]) => at >= height));
@@ -19,8 +21,12 @@ function sky() {
         new THREE.Color(low).lerp(new THREE.Color(high), part).toArray(colours, 3 * i);
     }
     geometry.setAttribute('color', new THREE.BufferAttribute(colours, 3));
-    return new THREE.Mesh(geometry, new THREE.MeshBasicMaterial(
-        {vertexColors: THREE.VertexColors, side: THREE.BackSide, depthWrite: false, fog: false}));
+    return new THREE.Mesh(geometry, new THREE.MeshBasicMaterial({
+        vertexColors: THREE.VertexColors,
+        side: THREE.BackSide,
+        depthWrite: false,
+        fog: false
+    }));
 }
 
 /**
@@ -31,10 +37,15 @@ function sky() {
 function mountains(distance, height, colour, snow, seed) {
     const random = randomRow(seed);
     const waves = Array.from({length: 7}, (_, i) => ({
-        turns: 3 + Math.floor(random() * 4) + i * 5, size: 1 / (1 + i * 0.8), shift: random() * 6.3}));
+                                              turns: 3 + Math.floor(random() * 4) + i * 5,
+                                              size: 1 / (1 + i * 0.8),
+                                              shift: random() * 6.3
+                                          }));
     const heightAt = (/** @type {number} */ heading) => {
-        const sum = waves.reduce((all, {turns, size, shift}) =>
-            all + size * Math.abs(Math.sin((heading * Math.PI * turns) / 360 + shift)), 0);
+        const sum = waves.reduce(
+            (all, {turns, size, shift}) =>
+                all + size * Math.abs(Math.sin((heading * Math.PI * turns) / 360 + shift)),
+            0);
         return height * (0.25 + 0.3 * sum);
     };
     const corners = [];
@@ -44,8 +55,10 @@ function mountains(distance, height, colour, snow, seed) {
     const step = 1.5;
     for (let heading = 0; heading < 360; heading += step) {
         const [left, right] = [heightAt(heading), heightAt((heading + step) % 360)];
-        const [a, b] = [at(heading, distance, ground - 4), at(heading + step, distance, ground - 4)];
-        const [c, d] = [at(heading + step, distance, ground + right), at(heading, distance, ground + left)];
+        const [a, b] =
+            [at(heading, distance, ground - 4), at(heading + step, distance, ground - 4)];
+        const [c, d] =
+            [at(heading + step, distance, ground + right), at(heading, distance, ground + left)];
         corners.push(...a, ...b, ...c, ...a, ...c, ...d);
         // The slopes towards the sun are brighter.
         const shade = 1 + 0.09 * Math.tanh(((right - left) / height) * 9);
@@ -58,8 +71,10 @@ function mountains(distance, height, colour, snow, seed) {
     const geometry = new THREE.BufferGeometry();
     geometry.setAttribute('position', new THREE.BufferAttribute(new Float32Array(corners), 3));
     geometry.setAttribute('color', new THREE.BufferAttribute(new Float32Array(colours), 3));
-    return new THREE.Mesh(geometry, new THREE.MeshBasicMaterial(
-        {vertexColors: THREE.VertexColors, side: THREE.DoubleSide, fog: false}));
+    return new THREE.Mesh(
+        geometry,
+        new THREE.MeshBasicMaterial(
+            {vertexColors: THREE.VertexColors, side: THREE.DoubleSide, fog: false}));
 }
 
 /** @param {Solid} solid */
@@ -73,22 +88,30 @@ function fields(solid) {
         for (let i = 0; i < count; ++i) {
             const heading = (360 / count) * (i + 0.3 * random());
             const wide = ((2 * Math.PI * distance) / count) * (0.55 + 0.35 * random());
-            solid.add(flat(), crops[Math.floor(random() * crops.length)],
-                place(at(heading, distance, ground + 0.05 + 0.002 * i), -(heading * Math.PI) / 180,
+            solid.add(
+                flat(), crops[Math.floor(random() * crops.length)],
+                place(
+                    at(heading, distance, ground + 0.05 + 0.002 * i), -(heading * Math.PI) / 180,
                     [wide, 1, distance * (0.3 + 0.12 * random())]));
         }
     }
     const road = 0xb9b3a8;
     for (const heading of [38, 112, 196, 287]) {
-        solid.add(flat(), road, place(at(heading, 620, ground + 0.22), -(heading * Math.PI) / 180, [5, 1, 1200]));
+        solid.add(
+            flat(), road,
+            place(at(heading, 620, ground + 0.22), -(heading * Math.PI) / 180, [5, 1, 1200]));
         for (let metre = 30; metre < 420; metre += 9) {
-            solid.add(flat(), 0xf4f1e8, place(at(heading, metre, ground + 0.27), -(heading * Math.PI) / 180,
-                [0.35, 1, 3.4]));
+            solid.add(
+                flat(), 0xf4f1e8,
+                place(
+                    at(heading, metre, ground + 0.27), -(heading * Math.PI) / 180, [0.35, 1, 3.4]));
         }
     }
-    solid.add(new THREE.RingBufferGeometry(17.5, 21.5, 72).rotateX(-Math.PI / 2), road,
+    solid.add(
+        new THREE.RingBufferGeometry(17.5, 21.5, 72).rotateX(-Math.PI / 2), road,
         place([0, ground + 0.24, 0]));
-    solid.add(new THREE.CircleBufferGeometry(17.5, 72).rotateX(-Math.PI / 2), 0x9aab80,
+    solid.add(
+        new THREE.CircleBufferGeometry(17.5, 72).rotateX(-Math.PI / 2), 0x9aab80,
         place([0, ground + 0.23, 0]));
 }
 
@@ -103,11 +126,13 @@ function trees(solid) {
         if (Math.abs(heading - 180) < 16 && distance < 190) continue;
         const tall = 3.5 + 4.5 * random();
         const colour = leaves[Math.floor(random() * leaves.length)];
-        solid.add(new THREE.CylinderBufferGeometry(0.25, 0.35, 2, 5), 0x6b5138,
+        solid.add(
+            new THREE.CylinderBufferGeometry(0.25, 0.35, 2, 5), 0x6b5138,
             place(at(heading, distance, ground + 1)));
         const crown = random() < 0.55 ? new THREE.ConeBufferGeometry(tall * 0.34, tall, 7) :
-            new THREE.IcosahedronBufferGeometry(tall * 0.38, 1);
-        solid.add(crown, colour, place(at(heading, distance, ground + 1.4 + tall * 0.5), random() * 6));
+                                        new THREE.IcosahedronBufferGeometry(tall * 0.38, 1);
+        solid.add(
+            crown, colour, place(at(heading, distance, ground + 1.4 + tall * 0.5), random() * 6));
     }
 }
 
@@ -121,8 +146,10 @@ function clouds() {
         const height = 1500 * Math.sin(lift);
         for (let puff = 0; puff < 6; ++puff) {
             const size = 26 + 44 * random();
-            solid.add(new THREE.IcosahedronBufferGeometry(size, 1), 0xffffff,
-                place(at(heading + (puff - 2.5) * 2.1, distance, height + 14 * random()), random(),
+            solid.add(
+                new THREE.IcosahedronBufferGeometry(size, 1), 0xffffff,
+                place(
+                    at(heading + (puff - 2.5) * 2.1, distance, height + 14 * random()), random(),
                     [1.25, 0.42, 1.25]));
         }
     }
@@ -134,15 +161,22 @@ function clouds() {
 export function makeLand(solid) {
     fields(solid);
     trees(solid);
-    const meadow = new THREE.Mesh(new THREE.CircleBufferGeometry(1700, 96).rotateX(-Math.PI / 2),
+    const meadow = new THREE.Mesh(
+        new THREE.CircleBufferGeometry(1700, 96).rotateX(-Math.PI / 2),
         new THREE.MeshLambertMaterial({color: 0x809c63}));
     meadow.position.y = ground;
     const sun = new THREE.DirectionalLight(0xfff3d8, 0.75);
     sun.position.set(-0.6, 0.7, 0.25);
-    const backdrop = [sky(), mountains(1650, 210, 0x9fbdcf, 0xf4f8fb, 3),
-        mountains(1500, 105, 0x86a9a5, 0xa9c4bd, 8), mountains(1350, 48, 0x7d9f7c, 0x93b08b, 14)];
-    backdrop.forEach((object, i) => { object.renderOrder = -10 + i; });
-    return [...backdrop, meadow, clouds(), sun, new THREE.HemisphereLight(0xe4f1ff, 0x97a676, 0.74)];
+    const backdrop = [
+        sky(), mountains(1650, 210, 0x9fbdcf, 0xf4f8fb, 3),
+        mountains(1500, 105, 0x86a9a5, 0xa9c4bd, 8), mountains(1350, 48, 0x7d9f7c, 0x93b08b, 14)
+    ];
+    backdrop.forEach((object, i) => {
+        object.renderOrder = -10 + i;
+    });
+    return [
+        ...backdrop, meadow, clouds(), sun, new THREE.HemisphereLight(0xe4f1ff, 0x97a676, 0.74)
+    ];
 }
 
 export const haze = new THREE.Fog(horizonColour, 220, 2300);

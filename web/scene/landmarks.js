@@ -1,5 +1,5 @@
-// What stands in the world and has a name, so that a direction can be told from a picture: a ring of
-// buildings, things in the sky for a camera that looks up, and a test chart far away.
+// What stands in the world and has a name, so that a direction can be told from a picture: a ring
+// of buildings, things in the sky for a camera that looks up, and a test chart far away.
 
 import * as THREE from '../three.module.js';
 import {ground} from './land.js';
@@ -56,7 +56,8 @@ function windFarm(put) {
 function castle(put) {
     put(tube(26, 44, 24), 0x7c9a5b, 0, 8, 0, 1, 16, 1);
     put(box(), stone, 0, 22, 0, 30, 14, 14);
-    for (const [x, z, tall] of [[-16, 7, 20], [16, 7, 20], [-16, -7, 24], [16, -7, 24], [0, 0, 34]]) {
+    for (const [x, z, tall] of [
+             [-16, 7, 20], [16, 7, 20], [-16, -7, 24], [16, -7, 24], [0, 0, 34]]) {
         put(tube(4, 4.4, 14), stone, x, 16 + tall / 2, z, 1, tall, 1);
         put(cone(14), 0x4d6a86, x, 16 + tall + 4, z, 5, 8, 5);
     }
@@ -66,7 +67,8 @@ function castle(put) {
 /** @param {Put} put */
 function mast(put) {
     for (let i = 0; i < 12; ++i) {
-        put(tube(1.5 - 0.1 * (i + 1), 1.5 - 0.1 * i, 4), i % 2 ? white : red, 0, 4 + 8 * i, 0, 1, 8, 1);
+        put(tube(1.5 - 0.1 * (i + 1), 1.5 - 0.1 * i, 4), i % 2 ? white : red, 0, 4 + 8 * i, 0, 1, 8,
+            1);
     }
     put(box(), steel, 0, 70, 0, 7, 0.6, 0.6);
     put(box(), steel, 0, 52, 0, 9, 0.6, 0.6);
@@ -89,14 +91,17 @@ function village(put) {
 /** @param {Put} put */
 function oak(put) {
     put(tube(0.9, 1.7, 9), 0x5e4630, 0, 4, 0, 1, 8, 1);
-    for (const [x, y, z, size] of [[0, 13, 0, 6], [-4.5, 11, 1, 4.4], [4.6, 11, 0, 4.6], [1, 10, 4, 4.2]]) {
-        put(new THREE.IcosahedronBufferGeometry(1, 1), y > 12 ? 0x5f8f45 : 0x527f3d, x, y, z, size, size, size);
+    for (const [x, y, z, size] of [
+             [0, 13, 0, 6], [-4.5, 11, 1, 4.4], [4.6, 11, 0, 4.6], [1, 10, 4, 4.2]]) {
+        put(new THREE.IcosahedronBufferGeometry(1, 1), y > 12 ? 0x5f8f45 : 0x527f3d, x, y, z, size,
+            size, size);
     }
 }
 
 /** @param {Put} put */
 function waterTower(put) {
-    for (const [x, z] of [[-4, -4], [4, -4], [-4, 4], [4, 4]]) put(tube(0.5, 0.6, 6), steel, x, 9, z, 1, 18, 1);
+    for (const [x, z] of [[-4, -4], [4, -4], [-4, 4], [4, 4]])
+        put(tube(0.5, 0.6, 6), steel, x, 9, z, 1, 18, 1);
     put(tube(7.5, 7.5, 20), 0x9fc3d6, 0, 22, 0, 1, 9, 1);
     put(cone(20), 0x5f8397, 0, 28.6, 0, 8.2, 4.4, 8.2);
     put(tube(7.5, 2, 20), 0x82aabf, 0, 16.6, 0, 1, 2, 1);
@@ -114,7 +119,8 @@ function factory(put) {
 
 /** @param {Put} put */
 function lake(put) {
-    put(new THREE.CircleBufferGeometry(1, 48).rotateX(-Math.PI / 2), 0x5d9fc4, 0, 0.45, 0, 74, 1, 46);
+    put(new THREE.CircleBufferGeometry(1, 48).rotateX(-Math.PI / 2), 0x5d9fc4, 0, 0.45, 0, 74, 1,
+        46);
     put(box(), white, 4, 1.2, 6, 7, 1.6, 2.2);
     put(cone(3), white, 4.6, 7.4, 6, 3.4, 11, 0.6);
     put(cone(3), red, 1.4, 6, 6, 2, 8, 0.5);
@@ -128,7 +134,8 @@ function crane(put) {
     put(box(), 0xe0a12f, 0, 36, 0, 2, 14, 2);
     put(box(), steel, 28, 28, 0, 0.3, 16, 0.3);
     put(box(), 0x3c78a8, 28, 18, 0, 8, 4, 4);
-    for (const [x, y, colour] of [[-16, 2, 0xb8473f], [-16, 6, 0x3f7d58], [-26, 2, 0x3c78a8], [18, 2, 0xd9a441]]) {
+    for (const [x, y, colour] of [
+             [-16, 2, 0xb8473f], [-16, 6, 0x3f7d58], [-26, 2, 0x3c78a8], [18, 2, 0xd9a441]]) {
         put(box(), colour, x, y, 6, 9, 4, 4);
     }
 }
@@ -145,7 +152,8 @@ function observatory(put) {
 function viaduct(put) {
     for (let i = -4; i <= 4; ++i) put(box(), stone, i * 14, 11, 0, 3.4, 22, 6);
     put(box(), stone, 0, 23.5, 0, 122, 3, 7);
-    for (let i = 0; i < 5; ++i) put(box(), i ? 0x2f6f8f : 0x24485c, -30 + 12 * i, 27, 0, 11, 4, 3.4);
+    for (let i = 0; i < 5; ++i)
+        put(box(), i ? 0x2f6f8f : 0x24485c, -30 + 12 * i, 27, 0, 11, 4, 3.4);
 }
 
 /** @param {Put} put */
@@ -154,8 +162,8 @@ function helipad(put) {
     put(lying(new THREE.CircleBufferGeometry(1, 56)), 0x59636d, 0, 0.4, 0, 9, 1, 9);
     put(lying(new THREE.RingBufferGeometry(0.86, 0.93, 56)), 0xf5d565, 0, 0.44, 0, 9, 1, 9);
     for (let i = 0; i < 18; ++i) {
-        put(lying(new THREE.RingBufferGeometry(0.62, 0.82, 4, 1, (i * Math.PI) / 9, Math.PI / 18)), white,
-            0, 0.46, 0, 9, 1, 9);
+        put(lying(new THREE.RingBufferGeometry(0.62, 0.82, 4, 1, (i * Math.PI) / 9, Math.PI / 18)),
+            white, 0, 0.46, 0, 9, 1, 9);
     }
     put(box(), white, -2, 0.45, 0, 1.1, 0.06, 7);
     put(box(), white, 2, 0.45, 0, 1.1, 0.06, 7);
@@ -173,8 +181,8 @@ function peaks(put) {
 /** @param {Put} put */
 function balloon(put) {
     for (let i = 0; i < 12; ++i) {
-        put(new THREE.SphereBufferGeometry(1, 3, 16, (i * Math.PI) / 6, Math.PI / 6), i % 2 ? 0xf2c14e : red,
-            0, 0, 0, 9, 10.5, 9);
+        put(new THREE.SphereBufferGeometry(1, 3, 16, (i * Math.PI) / 6, Math.PI / 6),
+            i % 2 ? 0xf2c14e : red, 0, 0, 0, 9, 10.5, 9);
     }
     put(box(), 0x6b4a2f, 0, -15, 0, 2.6, 2.2, 2.6);
     for (const x of [-1, 1]) put(box(), steel, x, -12, 0, 0.15, 5, 0.15);
@@ -229,15 +237,19 @@ export function makeLandmarks(solid) {
     return landmarks.map(({name, heading, distance, top, build, elevation}) => {
         const turn = -(heading * Math.PI) / 180;
         const lift = ((elevation ?? 0) * Math.PI) / 180;
-        const foot = elevation === undefined ? at(heading, distance, ground) :
+        const foot = elevation === undefined ?
+            at(heading, distance, ground) :
             at(heading, distance * Math.cos(lift), distance * Math.sin(lift));
         const frame = place(foot, turn);
         build((geometry, colour, x, y, z, wide, tall, deep, spin = 0, lean = 0) => {
-            solid.add(geometry, colour, frame.clone().multiply(place([x, y, z], spin, [wide, tall, deep], lean)));
+            solid.add(
+                geometry, colour,
+                frame.clone().multiply(place([x, y, z], spin, [wide, tall, deep], lean)));
         });
         // Names are of one size in the picture, however far away their things are.
         const far = Math.hypot(foot[0], foot[1] + top, foot[2]);
-        return sign(name, [foot[0], foot[1] + top, foot[2]], far * 0.021,
+        return sign(
+            name, [foot[0], foot[1] + top, foot[2]], far * 0.021,
             {colour: '#ffffff', back: 'rgba(22, 34, 48, 0.72)'});
     });
 }
@@ -255,15 +267,17 @@ export function makeChart() {
     pen.strokeRect(22, 22, size - 44, size - 44);
     pen.fillStyle = '#16202a';
     const middle = size / 2;
-    const star = (/** @type {number} */ x, /** @type {number} */ y, /** @type {number} */ r, /** @type {number} */ n) => {
-        for (let i = 0; i < n; ++i) {
-            const angle = (i * 2 * Math.PI) / n;
-            pen.beginPath();
-            pen.moveTo(x, y);
-            pen.arc(x, y, r, angle, angle + Math.PI / n);
-            pen.fill();
-        }
-    };
+    const star =
+        (/** @type {number} */ x, /** @type {number} */ y, /** @type {number} */ r,
+         /** @type {number} */ n) => {
+            for (let i = 0; i < n; ++i) {
+                const angle = (i * 2 * Math.PI) / n;
+                pen.beginPath();
+                pen.moveTo(x, y);
+                pen.arc(x, y, r, angle, angle + Math.PI / n);
+                pen.fill();
+            }
+        };
     star(middle, middle, 270, 36);
     for (const [x, y] of [[150, 150], [874, 150], [150, 874], [874, 874]]) star(x, y, 96, 18);
     for (let i = 0; i < 6; ++i) {
@@ -289,10 +303,12 @@ export function makeChart() {
     pen.fillText('RIGHT', 720, 236);
     const map = new THREE.CanvasTexture(canvas);
     map.anisotropy = 8;
-    const board = new THREE.Mesh(new THREE.PlaneBufferGeometry(44, 44), new THREE.MeshBasicMaterial({map, fog: false}));
+    const board = new THREE.Mesh(
+        new THREE.PlaneBufferGeometry(44, 44), new THREE.MeshBasicMaterial({map, fog: false}));
     board.position.set(...at(180, 190, ground + 25));
     board.lookAt(0, ground + 25, 0);
-    const name = sign('Test chart', at(180, 190, ground + 51), 4,
+    const name = sign(
+        'Test chart', at(180, 190, ground + 51), 4,
         {colour: '#ffffff', back: 'rgba(22, 34, 48, 0.72)'});
     return [board, name];
 }

@@ -49,7 +49,8 @@ export class Solid {
  * @param {Vector} [size] @param {number} [lean]  about its own east-west axis, before the turn
  */
 export function place(position, turn = 0, size = [1, 1, 1], lean = 0) {
-    return new THREE.Matrix4().compose(new THREE.Vector3(...position),
+    return new THREE.Matrix4().compose(
+        new THREE.Vector3(...position),
         new THREE.Quaternion().setFromEuler(new THREE.Euler(lean, turn, 0, 'YXZ')),
         new THREE.Vector3(...size));
 }

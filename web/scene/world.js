@@ -27,7 +27,8 @@ export function pointCamera(camera, view, across) {
     camera.fov = (2 * Math.atan(Math.tan(half) / camera.aspect)) / (Math.PI / 180);
     const [x, y, z] = [view.x, view.y, view.z].map((axis) => new THREE.Vector3(...axis));
     // The camera's own axes are right, top and back.
-    camera.quaternion.setFromRotationMatrix(new THREE.Matrix4().makeBasis(x.negate(), y, z.negate()));
+    camera.quaternion.setFromRotationMatrix(
+        new THREE.Matrix4().makeBasis(x.negate(), y, z.negate()));
     camera.updateProjectionMatrix();
     camera.updateMatrixWorld(true);
 }

@@ -40,9 +40,9 @@ export const mounts = {
 /** @param {string} mount */
 export const frameOf = (mount) => mounts[mount] ?? mounts.ceiling;
 
-const panTurn = 44333;  // steps of a full turn
+const panTurn = 44333;   // steps of a full turn
 const tiltBottom = 130;  // degrees of drop at tilt 0
-const tiltDegree = 32;  // steps
+const tiltDegree = 32;   // steps
 const rotateUpright = 533;
 const rotateHalfTurn = 10133;  // steps
 
@@ -57,7 +57,8 @@ export const tiltAngle = (tilt) => tiltBottom - tilt / tiltDegree;
 export const rotateAngle = (rotate) => ((rotate - rotateUpright) * 180) / rotateHalfTurn;
 
 /**
- * The image sensor's axes in the world: x to the left of its picture, y to its top, z where it looks.
+ * The image sensor's axes in the world: x to the left of its picture, y to its top, z where it
+ * looks.
  * @typedef {{x: Vector, y: Vector, z: Vector}} View
  */
 
@@ -129,7 +130,8 @@ export function rollOf(view, encoding) {
 /**
  * The pan and tilt positions that look into a direction, of the two possible ones that which is
  * nearer to the present pan; null if the head cannot look there.
- * @param {string} mount @param {Vector} direction  a unit vector @param {number} pan  present position
+ * @param {string} mount @param {Vector} direction  a unit vector @param {number} pan  present
+ *     position
  * @returns {{pan: number, tilt: number}|null}
  */
 export function aimAt(mount, direction, pan) {
@@ -137,11 +139,11 @@ export function aimAt(mount, direction, pan) {
     const drop = Math.asin(Math.max(-1, Math.min(1, dot(direction, normal)))) / radians;
     const heading = Math.atan2(dot(direction, second), dot(direction, first)) / radians;
     const choices = [[heading, drop], [heading + 180, 180 - drop]]
-        .map(([turn, down]) => ({
-            pan: Math.round(((((turn % 360) + 360) % 360) * panTurn) / 360),
-            tilt: Math.round((tiltBottom - down) * tiltDegree),
-        }))
-        .filter(({tilt}) => tilt >= 0 && tilt <= 5120);
+                        .map(([turn, down]) => ({
+                                 pan: Math.round(((((turn % 360) + 360) % 360) * panTurn) / 360),
+                                 tilt: Math.round((tiltBottom - down) * tiltDegree),
+                             }))
+                        .filter(({tilt}) => tilt >= 0 && tilt <= 5120);
     choices.sort((a, b) => Math.abs(a.pan - pan) - Math.abs(b.pan - pan));
     return choices[0] ?? null;
 }

@@ -13,18 +13,54 @@
 
 /** @type {readonly Axis[]} */
 export const axes = [
-    {name: 'pan', label: 'Pan', stops: [0, 44393], longStops: [0, 44393],
-     grows: 'setPanForwardS', shrinks: 'setPanBackwardS'},
-    {name: 'tilt', label: 'Tilt', stops: [-40, 5120], longStops: [-40, 5120],
-     grows: 'setTiltForwardS', shrinks: 'setTiltBackwardS'},
-    {name: 'rotate', label: 'Turn', stops: [0, 10720], longStops: [0, 10720],
-     grows: 'setRotatForward', shrinks: 'setRotatBackward'},
-    {name: 'zoom', label: 'Zoom', stops: [0, 2375], longStops: [0, 2950],
-     grows: 'setZoom8Backward', shrinks: 'setZoom8Forward'},
-    {name: 'focus', label: 'Focus', stops: [-16, 2433], longStops: [-16, 1812],
-     grows: 'setFocus8Backward', shrinks: 'setFocus8Forward'},
-    {name: 'iris', label: 'Iris', stops: [0, 100], longStops: [0, 122],
-     grows: 'setIrisForward', shrinks: 'setIrisBackward'},
+    {
+        name: 'pan',
+        label: 'Pan',
+        stops: [0, 44393],
+        longStops: [0, 44393],
+        grows: 'setPanForwardS',
+        shrinks: 'setPanBackwardS'
+    },
+    {
+        name: 'tilt',
+        label: 'Tilt',
+        stops: [-40, 5120],
+        longStops: [-40, 5120],
+        grows: 'setTiltForwardS',
+        shrinks: 'setTiltBackwardS'
+    },
+    {
+        name: 'rotate',
+        label: 'Turn',
+        stops: [0, 10720],
+        longStops: [0, 10720],
+        grows: 'setRotatForward',
+        shrinks: 'setRotatBackward'
+    },
+    {
+        name: 'zoom',
+        label: 'Zoom',
+        stops: [0, 2375],
+        longStops: [0, 2950],
+        grows: 'setZoom8Backward',
+        shrinks: 'setZoom8Forward'
+    },
+    {
+        name: 'focus',
+        label: 'Focus',
+        stops: [-16, 2433],
+        longStops: [-16, 1812],
+        grows: 'setFocus8Backward',
+        shrinks: 'setFocus8Forward'
+    },
+    {
+        name: 'iris',
+        label: 'Iris',
+        stops: [0, 100],
+        longStops: [0, 122],
+        grows: 'setIrisForward',
+        shrinks: 'setIrisBackward'
+    },
 ];
 
 /** The lens type whose curve, stops and zoom direction differ from all others'. */

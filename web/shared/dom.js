@@ -11,10 +11,12 @@ import {send} from './server.js';
 
 /** @param {Child[]} children */
 const present = (children) =>
-    /** @type {(Node|string)[]} */ (children.filter((child) => child !== null && child !== undefined));
+    /** @type {(Node|string)[]} */ (
+        children.filter((child) => child !== null && child !== undefined));
 
 /**
- * An element with attributes and children; an attribute of true is empty, of false or undefined absent.
+ * An element with attributes and children; an attribute of true is empty, of false or undefined
+ * absent.
  * @template {keyof HTMLElementTagNameMap} T
  * @param {T} tag @param {Attributes} [attributes] @param {...Child} children
  * @returns {HTMLElementTagNameMap[T]}
@@ -22,7 +24,8 @@ const present = (children) =>
 export function element(tag, attributes = {}, ...children) {
     const made = document.createElement(tag);
     for (const [name, value] of Object.entries(attributes)) {
-        if (value !== undefined && value !== false) made.setAttribute(name, value === true ? '' : String(value));
+        if (value !== undefined && value !== false)
+            made.setAttribute(name, value === true ? '' : String(value));
     }
     made.append(...present(children));
     return made;
@@ -36,13 +39,17 @@ export function element(tag, attributes = {}, ...children) {
 export function shape(tag, attributes = {}, ...children) {
     const made = document.createElementNS('http://www.w3.org/2000/svg', tag);
     for (const [name, value] of Object.entries(attributes)) {
-        if (value !== undefined && value !== false) made.setAttribute(name, value === true ? '' : String(value));
+        if (value !== undefined && value !== false)
+            made.setAttribute(name, value === true ? '' : String(value));
     }
     made.append(...present(children));
     return made;
 }
 
-/** @param {Element} target @param {string} text  set only where it differs: readers are told of changes */
+/**
+ * @param {Element} target @param {string} text  set only where it differs: readers are told of
+ *     changes
+ */
 export function setText(target, text) {
     if (target.textContent !== text) target.textContent = text;
 }
@@ -53,7 +60,8 @@ export function setText(target, text) {
  */
 export function panel(name, title, ...children) {
     const heading = element('h2', {id: `${name}-title`}, title);
-    return element('section', {id: name, class: `panel ${name}`, 'aria-labelledby': `${name}-title`},
+    return element(
+        'section', {id: name, class: `panel ${name}`, 'aria-labelledby': `${name}-title`},
         element('header', {}, heading), ...children);
 }
 
@@ -87,7 +95,8 @@ export function offer(control, commands) {
  * @param {{class?: string, name?: string}} [how]  a spoken name
  */
 export function commandButton(label, commands, how = {}) {
-    const button = element('button', {type: 'button', class: how.class, 'aria-label': how.name}, label);
+    const button =
+        element('button', {type: 'button', class: how.class, 'aria-label': how.name}, label);
     offer(button, commands);
     button.addEventListener('click', () => send(textOf(commands)));
     return button;
@@ -99,7 +108,8 @@ export function commandButton(label, commands, how = {}) {
  * @param {{class?: string, name?: string}} [how]
  */
 export function holdButton(label, begin, end, how = {}) {
-    const button = element('button', {type: 'button', class: `hold ${how.class ?? ''}`, 'aria-label': how.name},
+    const button = element(
+        'button', {type: 'button', class: `hold ${how.class ?? ''}`, 'aria-label': how.name},
         label);
     offer(button, () => `${textOf(begin)}\n${textOf(end)}`);
     let held = false;

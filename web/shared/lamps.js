@@ -2,10 +2,13 @@
 
 /**
  * In the order of the words, once round the camera; each light has two.
- * @type {readonly {light: string, angle: number}[]}  angle about the mount's normal, in degrees of pan
+ * @type {readonly {light: string, angle: number}[]}  angle about the mount's normal, in degrees of
+ *     pan
  */
-export const lamps = ['back left', 'back left', 'front left', 'front left', 'front right', 'front right',
-    'back right', 'back right'].map((light, i) => ({light, angle: 22.5 + 45 * i}));
+export const lamps = [
+    'back left', 'back left', 'front left', 'front left', 'front right', 'front right',
+    'back right', 'back right'
+].map((light, i) => ({light, angle: 22.5 + 45 * i}));
 
 /**
  * The levels of an LED word, 0 to 255.
@@ -13,7 +16,12 @@ export const lamps = ['back left', 'back left', 'front left', 'front left', 'fro
  */
 export function levelsOf(word) {
     const bits = Number.parseInt(word, 16) >>> 0;
-    return {white: bits >>> 24, red: (bits >>> 16) & 255, green: (bits >>> 8) & 255, blue: bits & 255};
+    return {
+        white: bits >>> 24,
+        red: (bits >>> 16) & 255,
+        green: (bits >>> 8) & 255,
+        blue: bits & 255
+    };
 }
 
 /**
@@ -28,7 +36,8 @@ export function lightOf(word) {
 }
 
 /** @param {string} word @returns {string} the same as a CSS colour */
-export const cssOf = (word) => `rgb(${lightOf(word).map((part) => Math.round(part * 255)).join(', ')})`;
+export const cssOf = (word) =>
+    `rgb(${lightOf(word).map((part) => Math.round(part * 255)).join(', ')})`;
 
 /** @param {string} word @returns {string} the word for a person: "red 64, white 255", or "off" */
 export function describe(word) {

@@ -1,5 +1,5 @@
-// What the page knows: the latest truth, the keys, the faults, the link. Panels listen to a topic and
-// read here; nobody but the server module and the trace reader writes.
+// What the page knows: the latest truth, the keys, the faults, the link. Panels listen to a topic
+// and read here; nobody but the server module and the trace reader writes.
 
 /**
  * @typedef {{position: number, busy: boolean, lost: number}} AxisTruth
@@ -70,7 +70,8 @@ export const powered = () => model.link === 'connected' && model.head !== null &
  * @returns {import('./optics.js').Scene}
  */
 export function scene() {
-    const offset = model.activeFaults.map((fault) => /^scene offset (-?\d+)/.exec(fault)).find(Boolean);
+    const offset =
+        model.activeFaults.map((fault) => /^scene offset (-?\d+)/.exec(fault)).find(Boolean);
     return {
         dark: model.activeFaults.includes('scene dark'),
         flat: model.activeFaults.includes('scene flat'),

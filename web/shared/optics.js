@@ -1,13 +1,17 @@
-// What the lens makes of the scene, from the true zoom, focus and iris: sharpness and blur, field of
-// view, light. The curves are the page's own copies.
+// What the lens makes of the scene, from the true zoom, focus and iris: sharpness and blur, field
+// of view, light. The curves are the page's own copies.
 
 import {radians} from './vector.js';
 
 /** Zoom and the sharpest focus there, for every lens type but 10 and for type 10. */
-const standardCurve = [[0, 274], [50, 308], [100, 436], [150, 550], [200, 658], [250, 756],
-    [300, 854], [350, 944], [400, 1028], [450, 1112], [500, 1186], [550, 1256]];
-const longCurve = [[0, 562], [61, 554], [122, 532], [184, 516], [245, 498], [306, 478], [367, 456],
-    [428, 436], [490, 418], [551, 400], [612, 384], [673, 366]];
+const standardCurve = [
+    [0, 274], [50, 308], [100, 436], [150, 550], [200, 658], [250, 756], [300, 854], [350, 944],
+    [400, 1028], [450, 1112], [500, 1186], [550, 1256]
+];
+const longCurve = [
+    [0, 562], [61, 554], [122, 532], [184, 516], [245, 498], [306, 478], [367, 456], [428, 436],
+    [490, 418], [551, 400], [612, 384], [673, 366]
+];
 
 /**
  * What the lens looks at, as the scene's faults have it.
@@ -57,7 +61,7 @@ export const blurOf = (distance) =>
     (widestBlur * Math.abs(distance)) / (Math.abs(distance) + blurHalf);
 
 const widestView = 100;  // degrees across the sensor at zoom 0
-const tenfold = 2361;  // zoom steps that make the focal length ten times as long
+const tenfold = 2361;    // zoom steps that make the focal length ten times as long
 
 /** @param {number} zoom  steps @returns {number} degrees across the sensor's longer side */
 export const fieldOfView = (zoom) =>

@@ -1,5 +1,5 @@
-// The link to the program that serves the page: commands there, events back. It comes back by itself
-// after the program has been started again.
+// The link to the program that serves the page: commands there, events back. It comes back by
+// itself after the program has been started again.
 
 import {model, tell} from './model.js';
 
