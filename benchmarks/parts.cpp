@@ -112,7 +112,7 @@ int startDaemon(char**) {
     options.virtualClock = false;
     options.output.quiet = true;
     twin::powerUp(options, runKestrel);
-    twin::endRun(twin::runConsole(false));
+    twin::endRun(twin::runConsole({}));
 }
 
 int gHeard = 0;

@@ -17,7 +17,7 @@
 //   @order                        Trace lines stand without their times.
 //   @exit N                       The exit status, if it is not 0.
 //   > COMMAND                     A command for the console; the twin's manual describes them.
-//   = ANSWER                      The console's answer.
+//   = ANSWER                      The console's answer, without the line that a failed one names.
 //   MILLISECONDS KIND TEXT        A line of the trace, with its time after the last `set`.
 //
 // Answers and trace lines are all that come, in their order; a `set` stands among them at its
@@ -28,6 +28,7 @@
 #include <filesystem>
 #include <fstream>
 #include <optional>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -67,6 +68,7 @@ bool counts(const Event& event, const Boot& boot) {
 }
 
 std::string transcript(const Boot& boot, const std::string& output) {
+    static const std::regex place(R"( \(line \d+\)$)");
     std::ostringstream text;
     text << '\n';
     bool begun = boot.whole;
@@ -75,7 +77,7 @@ std::string transcript(const Boot& boot, const std::string& output) {
     for (std::string line; std::getline(lines, line);) {
         const auto event = readEvent(line);
         if (line.starts_with("= ")) {
-            text << line << '\n';
+            text << std::regex_replace(line, place, "") << '\n';
         } else if (event && event->kind == "cmd") {
             text << "> set " << event->text << '\n';
             start = event->time;

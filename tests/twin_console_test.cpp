@@ -103,10 +103,12 @@ TEST(TwinConsole, AnswersInTheAgreedForms) {
         kQuiet);
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.errors, "");
-    EXPECT_THAT(run.answers, ElementsAre("x.k two  words ", "x.empty ", "x.none absent", "x.empty ",
-                                         "x.k two  words ", "2 keys", "ok", "ok",
-                                         "image.camN.sharpness 7", "1 keys", "timeout",
-                                         "FAIL x.k is two  words ", "FAIL x.none is absent"));
+    EXPECT_THAT(
+        run.answers,
+        ElementsAre("x.k two  words ", "x.empty ", "x.none absent", "x.empty ", "x.k two  words ",
+                    "2 keys", "ok", "ok", "image.camN.sharpness 7", "1 keys",
+                    "timeout, x.k is two  words  (line 14)", "FAIL x.k is two  words  (line 16)",
+                    "FAIL x.none is absent (line 17)"));
 }
 
 TEST(TwinConsole, HugeTextsAndNulBytesAreAnsweredToo) {
@@ -147,7 +149,27 @@ TEST(TwinConsole, AnswersBeforeItWaitsAndTakesALastLineWithoutEnd) {
     talk.write("set x 1\nexp");
     talk.write("ect x 2");
     EXPECT_EQ(talk.finish(), 1);
-    EXPECT_EQ(talk.readTo("FAIL"), "= x absent\n= FAIL x is 1\n");
+    EXPECT_EQ(talk.readTo("FAIL"), "= x absent\n= FAIL x is 1 (line 3)\n");
+}
+
+TEST(TwinConsole, AScriptMayBeAFileAndMayEndWithItsFirstFailure) {
+    const Camera camera;
+    const auto script = [&](const std::string& text) {
+        camera.write("/script", text);
+        return camera.pathOf("/script");
+    };
+    const std::string path = script("get x\n# a remark\nexpect x 1\nget x\n");
+    const auto whole = camera.run("get y", {"--quiet", path});
+    EXPECT_EQ(whole.status, 1);
+    EXPECT_THAT(whole.answers, ElementsAre("x absent", "FAIL x is absent (line 3)", "x absent"));
+    const auto ended = camera.run("", {"--quiet", "--stop-on-error", path});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_THAT(ended.answers, ElementsAre("x absent", "FAIL x is absent (line 3)"));
+    for (const char* const useless : {"/none", "/mnt"}) {
+        const auto run = camera.run("", {"--quiet", camera.pathOf(useless)});
+        EXPECT_EQ(run.status, 1) << useless;
+        EXPECT_THAT(linesOf(run.errors), ElementsAre(StartsWith("kestrel-twin: "))) << useless;
+    }
 }
 
 TEST(TwinConsoleRealClock, AWaitCountsFromTheSetHoweverLateItComes) {
@@ -160,7 +182,8 @@ TEST(TwinConsoleRealClock, AWaitCountsFromTheSetHoweverLateItComes) {
         "get lens.camN.zoomstatus\nwait lens.camN.position_zoom 1200 0\n"
         "wait lens.camN.position_zoom 1200 0\n");
     EXPECT_EQ(talk.finish(), 1);
-    EXPECT_THAT(talk.readTo("no such text"), ContainsRegex("\n= ok [0-9.]*\n(.*\n)*= timeout\n"));
+    EXPECT_THAT(talk.readTo("no such text"),
+                ContainsRegex("\n= ok [0-9.]*\n(.*\n)*= timeout, .*\n"));
 }
 
 TEST(TwinConsoleRealClock, TheFirstCommandWaitsUntilTheDaemonHearsIt) {
@@ -184,7 +207,7 @@ TEST(TwinCommandLine, RefusesWhatItDoesNotKnowInOneLine) {
         {"--mount", "floor"},
         {"--seed", "-1"},
         {"--seed", "18446744073709551616"},
-        {"script.txt"},
+        {"script.txt", "second.txt"},
         {"--mount"},
         {"--trace=3"},
     };

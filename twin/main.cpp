@@ -8,6 +8,10 @@ int main(int argc, char** argv) {
     if (!commandLine.run) {
         return commandLine.exitStatus;
     }
-    twin::powerUp(commandLine.options.session, runKestrel);
-    twin::endRun(twin::runConsole(commandLine.options.interactive));
+    const twin::Options& options = commandLine.options;
+    if (!twin::openStreams(options.script)) {
+        return 1;
+    }
+    twin::powerUp(options.session, runKestrel);
+    twin::endRun(twin::runConsole(options.console));
 }

@@ -68,6 +68,11 @@ bool takeSeed(Given& given, const char* value) {
     return readNumber<std::uint64_t>(value, 0, UINT64_MAX, given.options.session.camera.seed);
 }
 
+bool takeStopOnError(Given& given, const char*) {
+    given.options.console.stopOnError = true;
+    return true;
+}
+
 bool takeTrace(Given& given, const char*) {
     given.options.session.output.trace = true;
     return true;
@@ -85,7 +90,7 @@ struct OptionRow {
     bool (*take)(Given&, const char*);
 };
 
-constexpr std::array<OptionRow, 10> kOptions = {{
+constexpr std::array<OptionRow, 11> kOptions = {{
     {"clock", "virtual|real", "time jumps, or follows the wall clock", takeClock},
     {"speed", "0.01..1000", "factor of the real clock", takeSpeed},
     {"state", "DIRECTORY", "keep the camera there between runs", takeState},
@@ -94,6 +99,7 @@ constexpr std::array<OptionRow, 10> kOptions = {{
     {"seed", "NUMBER", "of everything random", takeSeed},
     {"trace", nullptr, "print every event with its time", takeTrace},
     {"quiet", nullptr, "leave out what the daemon itself prints", takeQuiet},
+    {"stop-on-error", nullptr, "end with the first command that fails", takeStopOnError},
     {"help", nullptr, "print this text", nullptr},
     {"version", nullptr, "print the version", nullptr},
 }};
@@ -106,15 +112,18 @@ std::string usageOf(const OptionRow& row) {
 void printHelp() {
     std::puts(
         "kestrel-twin: the head-control daemon on a simulated camera.\n"
-        "Reads commands from standard input, one a line; the command `help` lists "
-        "them.\n\nOptions:");
+        "Usage: kestrel-twin [OPTION...] [SCRIPT]\n"
+        "Reads commands from the file SCRIPT, or from standard input, one a line; the command\n"
+        "`help` lists them.\n\nOptions:");
     for (const OptionRow& row : kOptions) {
         std::printf("  %s\n        %s\n", usageOf(row).c_str(), row.help);
     }
     std::puts(
-        "\nWithout --clock the clock is real where input and output are a terminal, else virtual.\n"
-        "Exit status: 0; 1 if a wait, expect or check failed, a command was wrong or the camera's\n"
-        "directory is of no use; 2 for a wrong option; the daemon's own where it ended itself.");
+        "\nWithout --clock the clock is real where commands are typed at a terminal, else "
+        "virtual.\n"
+        "Exit status: 0; 1 if a wait, expect or check failed, a command was wrong, or commands,\n"
+        "output or the camera's directory are of no use; 2 for a wrong option; the daemon's own "
+        "where it ended itself.");
 }
 
 std::string acceptedOptions() {
@@ -147,14 +156,16 @@ std::string misuse(const std::string& word, bool lacksValue) {
 
 CommandLine finish(Given& given) {
     Options& options = given.options;
-    options.interactive = isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1;
+    options.console.interactive =
+        options.script.empty() && isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1;
     if (!given.clock) {
-        options.session.virtualClock = !options.interactive;
+        options.session.virtualClock = !options.console.interactive;
     }
     if (given.speed && options.session.virtualClock) {
         return wrong("--speed is accepted with --clock real only");
     }
-    options.session.output.lineByLine = options.interactive || !options.session.virtualClock;
+    options.session.output.lineByLine =
+        options.console.interactive || !options.session.virtualClock;
     return {true, 0, options};
 }
 
@@ -192,8 +203,11 @@ CommandLine readCommandLine(int argc, char** argv) {
         }
     }
     if (optind < argc) {
-        return wrong(std::string("unexpected argument '") + argv[optind] +
-                     "', accepted: " + acceptedOptions());
+        given.options.script = argv[optind++];
+    }
+    if (optind < argc) {
+        return wrong(std::string("a second script '") + argv[optind] +
+                     "', accepted: one file with commands");
     }
     return finish(given);
 }

@@ -1,13 +1,17 @@
 // The command line.
 #pragma once
 
+#include <string>
+
 #include "twin/camera/session.h"
+#include "twin/console/console.h"
 
 namespace twin {
 
 struct Options {
     SessionOptions session;
-    bool interactive = false;  // commands are typed at a terminal
+    ConsoleOptions console;
+    std::string script;  // the file with the commands; empty: standard input
 };
 
 // What the command line asks for: a run, or nothing more than text that has been printed.

@@ -1,14 +1,12 @@
 #include "twin/console/line_reader.h"
 
-#include <poll.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <cstddef>
 
-#include "twin/camera/watch.h"
-#include "twin/clock/actors.h"
+#include "twin/console/input.h"
 
 namespace twin {
 
@@ -17,29 +15,26 @@ namespace {
 std::array<char, 4096> gBuffer;
 std::size_t gUsed = 0;
 std::size_t gFilled = 0;
+bool gBroken = false;
 
-// Waits for input; signals that arrive meanwhile are delivered. False at the end of input.
+// Waits for input. False at its end.
 bool fillBuffer() {
-    for (;;) {
-        std::array<pollfd, 2> sources = {
-            {{STDIN_FILENO, POLLIN, 0}, {signalDescriptor(), POLLIN, 0}}};
-        if (poll(sources.data(), sources.size(), -1) < 0 && errno != EINTR) {
-            return false;
-        }
-        takeInterrupt();
-        if (sources[0].revents == 0) {
-            continue;
-        }
+    while (awaitInput()) {
         const ssize_t count = read(STDIN_FILENO, gBuffer.data(), gBuffer.size());
         if (count > 0) {
             gUsed = 0;
             gFilled = static_cast<std::size_t>(count);
             return true;
         }
-        if (count == 0 || (errno != EINTR && errno != EAGAIN)) {
+        if (count == 0) {
+            return false;
+        }
+        if (errno != EINTR && errno != EAGAIN) {
+            gBroken = true;
             return false;
         }
     }
+    return false;
 }
 
 }  // namespace
@@ -65,6 +60,9 @@ LineResult readLine(std::string& line, void (*beforeWaiting)()) {
         } else {
             tooLong = true;
         }
+    }
+    if (gBroken) {
+        return LineResult::broken;
     }
     if (!begun) {
         return LineResult::end;

@@ -10,6 +10,7 @@ enum class LineResult {
     tooLong,   // a line beyond kLongestInputLine bytes; the rest of it has been skipped
     badBytes,  // a line with a NUL byte in it
     end,       // no more input
+    broken,    // the input cannot be read; `errno` says why
 };
 
 constexpr int kLongestInputLine = 4096;

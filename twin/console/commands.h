@@ -1,0 +1,25 @@
+// The console's commands, wherever they come from.
+#pragma once
+
+#include <functional>
+#include <string>
+
+namespace twin {
+
+// Where a command's answers go.
+struct Answers {
+    // Takes an answer, without the "= " that it begins with elsewhere. Called on the console's
+    // thread.
+    std::function<void(const std::string& text)> take;
+    // The number of the command's line in its script, which a failed answer names; 0 for none.
+    int line = 0;
+};
+
+// Carries a command out; blank lines and remarks are none. False if it was wrong, or if what it
+// expected did not come. With the virtual clock time moves only in here. The console's thread only.
+bool execute(const std::string& line, const Answers& answers);
+
+// Whether `quit` was carried out.
+bool quitAsked();
+
+}  // namespace twin
