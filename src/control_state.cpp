@@ -16,6 +16,8 @@ constinit SharedInt giZoomTarget = 0;
 constinit SharedInt giFocusTarget = 0;
 constinit SharedInt giIrisTarget = 0;
 constinit SharedInt gaTargetSeen[6] = {};
+constinit SharedInt gaWaitingOrder[6] = {kNoOrder, kNoOrder, kNoOrder,
+                                         kNoOrder, kNoOrder, kNoOrder};
 constinit SharedInt iPanContinuous = 0;
 constinit SharedInt iTiltContinuous = 0;
 constinit SharedInt iRotateContinuous = 0;
@@ -28,6 +30,7 @@ constinit SharedInt iRotateMove = 0;
 constinit SharedInt iZoomMove = 0;
 constinit SharedInt iFocusMove = 0;
 constinit SharedInt iIrisMove = 0;
+constinit SharedInt giManualRotate = 0;
 constinit SharedInt giAfRequest = 0;
 constinit SharedInt giHomeRequest = 0;
 constinit SharedInt giActPreset = -1;

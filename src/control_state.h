@@ -88,6 +88,12 @@ extern constinit SharedInt giPanTarget, giTiltTarget, giNewRotat, giZoomTarget, 
 // The targets (order of `Axis`) as the lens loop last read or wrote them. Lens thread (and
 // start-up).
 extern constinit SharedInt gaTargetSeen[6];
+// What has been ordered since the lens loop last took the targets (order of `Axis`): nothing, an
+// absolute target (which then stands in the target), or else the steps of relative words, added up.
+// Written by `axis/targets.h`.
+inline constexpr std::int32_t kNoOrder = INT32_MIN;
+inline constexpr std::int32_t kAbsoluteOrder = INT32_MIN + 1;
+extern constinit SharedInt gaWaitingOrder[6];
 // Continuous commands: 0 none, sign = direction; pan and tilt: magnitude 1 to 9 = speed step,
 // others: a step multiplier.
 extern constinit SharedInt iPanContinuous, iTiltContinuous, iRotateContinuous, iZoomContinuous,
@@ -95,6 +101,10 @@ extern constinit SharedInt iPanContinuous, iTiltContinuous, iRotateContinuous, i
 // Move states: 0 idle, 1 continuous, 2 absolute, 3 preset run (focus: also autofocus), 4 requested
 // by a command word, becomes 2; zoom also 5, becomes 4, which ends without focus-after-zoom.
 extern constinit SharedInt iPanMove, iTiltMove, iRotateMove, iZoomMove, iFocusMove, iIrisMove;
+
+// 1 from a rotate word that makes the home marker void until its move starts. Raised by the main
+// thread, taken back by the lens loop.
+extern constinit SharedInt giManualRotate;
 
 // --- Requests: raised by handlers and command words, reset by the lens loop when done ---
 

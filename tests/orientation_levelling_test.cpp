@@ -111,6 +111,9 @@ TEST(OrientationLevelling, TheHomeMarkerLeadsToLevellingAtTheNextBoot) {
         camera.run("run 3\nset lens.camN.rotate " + word +
                    "\nrun 0.1\nset lens.camN.rotate stop\nrun 3\n");
         EXPECT_FALSE(camera.read(kHomeFile)) << "after " << word;
+        camera.run("run 1\nset lens.camN.rotate auto\nrun 0.2\nset lens.camN.rotate " + word +
+                   "\nrun 5\nset lens.camN.rotate stop\nrun 5\n");
+        EXPECT_FALSE(camera.read(kHomeFile)) << "after " << word << " that waited";
     }
     // Without a sensor, only a rotate mode leads to the request, which is then dropped.
     camera.fault("sensor-absent");

@@ -5,6 +5,7 @@
 
 #include "axis/axes.h"
 #include "axis/axis_driver.h"
+#include "axis/targets.h"
 #include "control_state.h"
 #include "platform/clock.h"
 #include "platform/files.h"
@@ -16,7 +17,7 @@ constexpr std::int32_t kZoomStride = 50;
 constexpr int kPollMicroseconds = 100000;
 
 void focusAt(std::int32_t zoom) {
-    giZoomTarget = zoom;
+    orderTarget(Axis::zoom, zoom);
     sleepMicroseconds(kPollMicroseconds);
     zoomWaitReady();
     giAfRequest = 1;

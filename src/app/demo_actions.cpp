@@ -6,6 +6,7 @@
 #include "app/calibration_sweep.h"
 #include "axis/axes.h"
 #include "axis/axis_driver.h"
+#include "axis/targets.h"
 #include "control_state.h"
 #include "numbers.h"
 #include "platform/clock.h"
@@ -37,7 +38,7 @@ std::int32_t actionTarget(Axis axis, const Action& action) {
 
 bool moveWhenReady(Axis axis, const Action& action, std::int32_t (*waitReady)()) {
     waitReady();
-    *axisRow(axis).target = actionTarget(axis, action);
+    orderTarget(axis, actionTarget(axis, action));
     sleepMicroseconds(kPollMicroseconds);
     waitReady();
     return true;
@@ -67,7 +68,7 @@ bool movePan(const Action& action) {
     if (headIsBusy()) {
         return false;
     }
-    giPanTarget = actionTarget(Axis::pan, action);
+    orderTarget(Axis::pan, actionTarget(Axis::pan, action));
     sleepMicroseconds(kPollMicroseconds);
     panWaitIdle();
     return true;
@@ -78,7 +79,7 @@ bool moveTilt(const Action& action) {
     if (headIsBusy()) {
         return false;
     }
-    giTiltTarget = actionTarget(Axis::tilt, action);
+    orderTarget(Axis::tilt, actionTarget(Axis::tilt, action));
     sleepMicroseconds(kPollMicroseconds);
     while (axisPosition(Axis::tilt) != giTiltTarget) {
         sleepMicroseconds(kPollMicroseconds);
@@ -88,7 +89,7 @@ bool moveTilt(const Action& action) {
 }
 
 bool moveIris(const Action& action) {
-    giIrisTarget = actionTarget(Axis::iris, action);
+    orderTarget(Axis::iris, actionTarget(Axis::iris, action));
     return false;
 }
 

@@ -18,6 +18,7 @@ struct AxisRow {
     SharedInt* target;
     SharedInt* continuous;
     SharedInt* move;
+    Axis relativeLimits;  // whose range bounds relative words
     const char* statusKey;
     const char* statusWord;  // what tells the status key's name from the command key's
     const char* positionKey;
@@ -26,25 +27,26 @@ struct AxisRow {
     const char* demoRangeKey;
 };
 
+// Relative words of rotate and zoom are bounded by the focus range; meant so.
 inline constexpr AxisRow kAxes[kAxisCount] = {
-    {kPanMaximum, kPanMinimum, kPanPosition, &giPanTarget, &iPanContinuous, &iPanMove,
+    {kPanMaximum, kPanMinimum, kPanPosition, &giPanTarget, &iPanContinuous, &iPanMove, Axis::pan,
      "lens.camN.panstatus", ".panstatus", "lens.camN.position_pan", "demo.ptz.position.pan",
      "lens.camN.range.pan", "demo.ptz.range.pan"},
     {kTiltMaximum, kTiltMinimum, kTiltPosition, &giTiltTarget, &iTiltContinuous, &iTiltMove,
-     "lens.camN.tiltstatus", ".tiltstatus", "lens.camN.position_tilt", "demo.ptz.position.tilt",
-     "lens.camN.range.tilt", "demo.ptz.range.tilt"},
+     Axis::tilt, "lens.camN.tiltstatus", ".tiltstatus", "lens.camN.position_tilt",
+     "demo.ptz.position.tilt", "lens.camN.range.tilt", "demo.ptz.range.tilt"},
     {kRotateMaximum, kRotateMinimum, kRotatePosition, &giNewRotat, &iRotateContinuous, &iRotateMove,
-     "lens.camN.rotatestatus", ".rotatestatus", "lens.camN.position_rotate",
+     Axis::focus, "lens.camN.rotatestatus", ".rotatestatus", "lens.camN.position_rotate",
      "demo.ptz.position.rotate", "lens.camN.range.rotate", "demo.ptz.range.rotate"},
     {kZoomMaximum, kZoomMinimum, kZoomPosition, &giZoomTarget, &iZoomContinuous, &iZoomMove,
-     "lens.camN.zoomstatus", ".zoomstatus", "lens.camN.position_zoom", "demo.ptz.position.zoom",
-     "lens.camN.range.zoom", "demo.ptz.range.zoom"},
+     Axis::focus, "lens.camN.zoomstatus", ".zoomstatus", "lens.camN.position_zoom",
+     "demo.ptz.position.zoom", "lens.camN.range.zoom", "demo.ptz.range.zoom"},
     {kFocusMaximum, kFocusMinimum, kFocusPosition, &giFocusTarget, &iFocusContinuous, &iFocusMove,
-     "lens.camN.focusstatus", ".focusstatus", "lens.camN.position_focus", "demo.ptz.position.focus",
-     "lens.camN.range.focus", "demo.ptz.range.focus"},
+     Axis::focus, "lens.camN.focusstatus", ".focusstatus", "lens.camN.position_focus",
+     "demo.ptz.position.focus", "lens.camN.range.focus", "demo.ptz.range.focus"},
     {kIrisMaximum, kIrisMinimum, kIrisPosition, &giIrisTarget, &iIrisContinuous, &iIrisMove,
-     "lens.camN.irisstatus", ".irisstatus", "lens.camN.position_iris", "demo.ptz.position.iris",
-     "lens.camN.range.iris", "demo.ptz.range.iris"},
+     Axis::iris, "lens.camN.irisstatus", ".irisstatus", "lens.camN.position_iris",
+     "demo.ptz.position.iris", "lens.camN.range.iris", "demo.ptz.range.iris"},
 };
 
 constexpr const AxisRow& axisRow(Axis axis) {
@@ -65,24 +67,6 @@ inline std::int32_t axisPosition(Axis axis) {
 // Records where the axis is (or will be once its motor has stopped). Lens thread, or start-up.
 inline void setAxisPosition(Axis axis, std::int32_t position) {
     gLensRange[axisRow(axis).position] = position;
-}
-
-// The axis's target, noted as seen. Lens thread.
-inline std::int32_t readTarget(Axis axis) {
-    const std::int32_t target = *axisRow(axis).target;
-    gaTargetSeen[static_cast<std::size_t>(axis)] = target;
-    return target;
-}
-
-// Makes `next` the axis's target, unless a command has replaced the one last seen; whether it did.
-// Lens thread (and start-up).
-inline bool replaceTarget(Axis axis, std::int32_t next) {
-    SharedInt& seen = gaTargetSeen[static_cast<std::size_t>(axis)];
-    if (!replaceIfUnchanged(*axisRow(axis).target, seen, next)) {
-        return false;
-    }
-    seen = next;
-    return true;
 }
 
 // The value forced into the range: the minimum if it is below it, else the maximum if above.

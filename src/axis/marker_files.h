@@ -26,6 +26,11 @@ void setHomeFile();
 // run left. Any thread.
 void clearHomeFile();
 
+// A rotate word makes the home marker void: it goes when the word comes (main thread) and, if a run
+// that the word waited for has made it anew, when the word's move starts (lens thread).
+void beginManualRotate();
+void startManualRotate();
+
 // If the home marker is there, requests levelling and renews the marker; does nothing while the
 // rotate mode is off and the motion sensor is not present. Always 0. Any thread.
 std::int32_t checkHomeFile();

@@ -8,6 +8,7 @@
 
 #include "axis/axes.h"
 #include "axis/motor_codes.h"
+#include "axis/targets.h"
 #include "bus_values.h"
 #include "control_state.h"
 #include "numbers.h"

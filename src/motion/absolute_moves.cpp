@@ -4,6 +4,8 @@
 
 #include "axis/axes.h"
 #include "axis/axis_driver.h"
+#include "axis/marker_files.h"
+#include "axis/targets.h"
 #include "control_state.h"
 #include "motion/focus_after_zoom.h"
 #include "motion/publication.h"
@@ -15,8 +17,8 @@ constexpr std::int32_t kTiltSpeed = 250;
 
 // Whether the axis's target differs from its position. The target is then forced into the range, in
 // `target` and, unless a new one has arrived, in the shared state; the move works with the copy.
-bool takeTarget(Axis axis, std::int32_t& target) {
-    target = readTarget(axis);
+bool isDue(Axis axis, std::int32_t& target) {
+    target = takeTarget(axis);
     if (target == axisPosition(axis)) {
         return false;
     }
@@ -27,7 +29,7 @@ bool takeTarget(Axis axis, std::int32_t& target) {
 
 void startZoom(LensLoopState& state) {
     std::int32_t target = 0;
-    if (!takeTarget(Axis::zoom, target)) {
+    if (!isDue(Axis::zoom, target)) {
         return;
     }
     setMotorPower(1);
@@ -40,7 +42,7 @@ void startZoom(LensLoopState& state) {
 
 void startFocus(LensLoopState& state) {
     std::int32_t target = 0;
-    if (!takeTarget(Axis::focus, target)) {
+    if (!isDue(Axis::focus, target)) {
         return;
     }
     setMotorPower(1);
@@ -54,7 +56,7 @@ void startFocus(LensLoopState& state) {
 
 void startIris() {
     std::int32_t target = 0;
-    if (!takeTarget(Axis::iris, target)) {
+    if (!isDue(Axis::iris, target)) {
         return;
     }
     iIrisMove = 2;
@@ -64,9 +66,10 @@ void startIris() {
 
 void startRotate(LensLoopState& state) {
     std::int32_t target = 0;
-    if (!takeTarget(Axis::rotate, target)) {
+    if (!isDue(Axis::rotate, target)) {
         return;
     }
+    startManualRotate();
     setMotorPower(1);
     iRotateMove = 2;
     std::printf("2.iRotateMove=%d %d %d \n", 2, axisPosition(Axis::rotate), target);
@@ -79,7 +82,7 @@ void startRotate(LensLoopState& state) {
 
 void startPan(LensLoopState& state) {
     std::int32_t target = 0;
-    if (!takeTarget(Axis::pan, target)) {
+    if (!isDue(Axis::pan, target)) {
         return;
     }
     std::printf("Pan Run %d -> %d\n", axisPosition(Axis::pan), target);
@@ -93,7 +96,7 @@ void startPan(LensLoopState& state) {
 
 void startTilt(LensLoopState& state) {
     std::int32_t target = 0;
-    if (!takeTarget(Axis::tilt, target)) {
+    if (!isDue(Axis::tilt, target)) {
         return;
     }
     iTiltMove = 2;

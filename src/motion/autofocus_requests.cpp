@@ -78,14 +78,15 @@ void endPresetOnBus() {
     }
 }
 
-void endSearch(std::int32_t request) {
+// Whatever has been asked for meanwhile is served by this search, too.
+void endSearch() {
     publishMoveEnd(Axis::focus);
     if (!presetInterrupts()) {
         endPresetOnBus();
     }
     setTargetsToPositions({Axis::focus});
     replaceIfUnchanged(iFocusMove, 3, 0);
-    replaceIfUnchanged(giAfRequest, request, 0);
+    giAfRequest = 0;
 }
 
 struct SearchRow {
@@ -100,13 +101,13 @@ constexpr SearchRow kContrastSearches[] = {{2, 2}, {5, 5}, {6, 6}, {3, 2}};
 void serveAutofocusRequest(std::int32_t request) {
     if (request == 1) {
         searchFast();
-        endSearch(request);
+        endSearch();
         return;
     }
     for (const SearchRow& row : kContrastSearches) {
         if (row.request == request) {
             searchByContrast(row.mode);
-            endSearch(request);
+            endSearch();
         }
     }
 }

@@ -5,6 +5,7 @@
 
 #include "axis/axes.h"
 #include "axis/marker_files.h"
+#include "axis/targets.h"
 #include "control_state.h"
 #include "numbers.h"
 #include "words.h"
@@ -37,7 +38,6 @@ struct WordRow {
 // An axis's words in the order in which they are tested.
 struct WordTable {
     Axis axis;
-    Axis relativeLimits;        // whose range bounds "r:"
     std::int32_t requestState;  // what a requested move stores in the move state
     std::span<const WordRow> words;
 };
@@ -116,13 +116,12 @@ constexpr WordRow kIrisWords[] = {
     {"home", store, &giHomeRequest, 1},
 };
 
-// "r:" of zoom and rotate is bounded by the focus range; meant so.
-constexpr WordTable kFocusTable = {Axis::focus, Axis::focus, 4, kFocusWords};
-constexpr WordTable kZoomTable = {Axis::zoom, Axis::focus, 5, kZoomWords};
-constexpr WordTable kRotateTable = {Axis::rotate, Axis::focus, 4, kRotateWords};
-constexpr WordTable kPanTable = {Axis::pan, Axis::pan, 4, kPanWords};
-constexpr WordTable kTiltTable = {Axis::tilt, Axis::tilt, 4, kTiltWords};
-constexpr WordTable kIrisTable = {Axis::iris, Axis::iris, 4, kIrisWords};
+constexpr WordTable kFocusTable = {Axis::focus, 4, kFocusWords};
+constexpr WordTable kZoomTable = {Axis::zoom, 5, kZoomWords};
+constexpr WordTable kRotateTable = {Axis::rotate, 4, kRotateWords};
+constexpr WordTable kPanTable = {Axis::pan, 4, kPanWords};
+constexpr WordTable kTiltTable = {Axis::tilt, 4, kTiltWords};
+constexpr WordTable kIrisTable = {Axis::iris, 4, kIrisWords};
 
 constexpr std::int32_t kFullSpeed = 9;
 
@@ -135,18 +134,19 @@ void requestMove(const WordTable& table, std::int32_t target) {
     const AxisRow& axis = axisRow(table.axis);
     *axis.continuous = 0;
     *axis.move = table.requestState;
-    *axis.target = target;
+    orderTarget(table.axis, target);
 }
 
 void requestMoveAsIs(const WordTable& table, std::int32_t target) {
-    const AxisRow& axis = axisRow(table.axis);
-    *axis.continuous = 0;
-    *axis.target = target;
+    *axisRow(table.axis).continuous = 0;
+    orderTarget(table.axis, target);
 }
 
-void requestRelativeMove(const WordTable& table, const char* number) {
-    const std::int64_t target = std::int64_t{*axisRow(table.axis).target} + parseDecimal(number);
-    requestMove(table, clampToAxis(table.relativeLimits, target));
+void requestRelativeMove(const WordTable& table, std::int32_t steps) {
+    const AxisRow& axis = axisRow(table.axis);
+    *axis.continuous = 0;
+    *axis.move = table.requestState;
+    orderRelative(table.axis, steps);
 }
 
 // The number after a colon, or full speed without one, with the direction's sign.
@@ -205,7 +205,7 @@ void apply(const WordTable& table, const WordRow& row, const char* rest) {
             requestMove(table, clampToAxis(table.axis, parseDecimal(rest)));
             break;
         case relative:
-            requestRelativeMove(table, rest);
+            requestRelativeMove(table, parseDecimal(rest));
             break;
         case pan:
             runPan(row, rest);
@@ -225,7 +225,7 @@ void interpret(const WordTable& table, const char* word) {
             std::puts(row.notice);
         }
         if (row.dropsHomeMarker) {
-            clearHomeFile();
+            beginManualRotate();
         }
         apply(table, row, word + std::strlen(row.word));
         return;

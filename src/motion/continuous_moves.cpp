@@ -5,6 +5,8 @@
 
 #include "axis/axes.h"
 #include "axis/axis_driver.h"
+#include "axis/marker_files.h"
+#include "axis/targets.h"
 #include "control_state.h"
 #include "motion/focus_after_zoom.h"
 #include "motion/publication.h"
@@ -40,6 +42,24 @@ void announce(const char* notice) {
     if (notice != nullptr) {
         std::puts(notice);
     }
+}
+
+// A continuous command, 0 for none, and the target that it found.
+struct Continuous {
+    std::int32_t command = 0;
+    std::int32_t before = 0;
+};
+
+// The target is taken before the command is read, as a command word stores them the other way
+// round: a target that replaces this one is noticed. Without a command it is left for an absolute
+// move.
+Continuous takeContinuous(Axis axis) {
+    const SharedInt& command = *axisRow(axis).continuous;
+    if (command == 0) {
+        return {};
+    }
+    const std::int32_t before = takeTarget(axis);
+    return {command, before};
 }
 
 void enterContinuous(Axis axis) {
@@ -92,10 +112,7 @@ void stepLens(const LensRow& row, LensLoopState& state, std::int32_t before,
 // Whether a continuous move ended in this pass.
 bool continuousLens(const LensRow& row, LensLoopState& state) {
     const AxisRow& axis = axisRow(row.axis);
-    // The target is read before the command, as a command word stores them the other way round: a
-    // target that replaces this one is noticed.
-    const std::int32_t before = readTarget(row.axis);
-    std::int32_t command = *axis.continuous;
+    auto [command, before] = takeContinuous(row.axis);
     if (command != 0) {
         stepLens(row, state, before, command);
     }
@@ -175,12 +192,14 @@ void continuousZoom(LensLoopState& state) {
 }
 
 void continuousRotate(LensLoopState& state) {
+    if (iRotateContinuous != 0) {
+        startManualRotate();
+    }
     continuousLens(kRotateRow, state);
 }
 
 void continuousPan(LensLoopState& state) {
-    const std::int32_t before = readTarget(Axis::pan);
-    std::int32_t command = iPanContinuous;
+    auto [command, before] = takeContinuous(Axis::pan);
     if (command != 0) {
         stepPan(state, before, command);
     }
@@ -188,8 +207,7 @@ void continuousPan(LensLoopState& state) {
 }
 
 void continuousTilt(LensLoopState& state) {
-    readTarget(Axis::tilt);
-    std::int32_t command = iTiltContinuous;
+    std::int32_t command = takeContinuous(Axis::tilt).command;
     if (command != 0) {
         stepTilt(state, command);
     }

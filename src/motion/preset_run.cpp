@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "axis/axis_driver.h"
+#include "axis/targets.h"
 #include "control_state.h"
 #include "motion/publication.h"
 #include "motion/rest.h"
@@ -126,14 +127,18 @@ void enterPresetRun() {
     std::printf("1.iRotateMove=%d\n", 3);
 }
 
-// A stored focus was announced by "run" and gets no "stop" here; meant so.
+// Without a stored focus the autofocus ends the focus's run.
 void endPresetRun(LensLoopState& state) {
-    if (state.presetGoal.focus == kNoGoal) {
+    const bool storedFocus = state.presetGoal.focus != kNoGoal;
+    if (!storedFocus) {
         giAfRequest = 1;
     }
     setMoveStates(kPresetAxes, 0);
     resetPresetGoal(state);
     publishStatuses({Axis::pan, Axis::tilt, Axis::rotate, Axis::zoom}, "stop");
+    if (storedFocus) {
+        publishStatus(Axis::focus, "stop");
+    }
     publishPresetDone();
 }
 

@@ -1,6 +1,7 @@
 #include "motion/rest.h"
 
 #include "axis/axis_driver.h"
+#include "axis/targets.h"
 #include "control_state.h"
 #include "motion/parking.h"
 

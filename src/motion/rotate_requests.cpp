@@ -54,11 +54,12 @@ void watchForTurns(LensLoopState& state) {
     }
     const std::int32_t pan = iPanMove;
     const std::int32_t previousPan = state.watchedPanMove;
-    if (pan != previousPan) {
+    if (pan != previousPan && pan != 0) {
         state.watchedPanMove = pan;
-        if (previousPan != kPresetRun && pan == 0) {
-            state.watchedRotate = RotateMode2PanMode();
-        }
+    } else if (pan != previousPan && previousPan != kPresetRun) {
+        // The end of a preset run stays unseen, for mode "auto" to find it; meant so.
+        state.watchedPanMove = 0;
+        state.watchedRotate = RotateMode2PanMode();
     }
 }
 

@@ -6,6 +6,7 @@
 
 #include "axis/axes.h"
 #include "axis/axis_driver.h"
+#include "axis/targets.h"
 #include "control_state.h"
 #include "numbers.h"
 #include "orientation/attitude.h"
@@ -168,7 +169,7 @@ void runServo(const Servo& servo, RotateDrive& drive, float targetAngle) {
 }  // namespace
 
 RotateDrive takeRotateDrive() {
-    return {gaTargetSeen[static_cast<std::size_t>(Axis::rotate)]};
+    return {seenTarget(Axis::rotate)};
 }
 
 void driveRotateAndWait(RotateDrive& drive, std::int32_t target) {
