@@ -3,9 +3,14 @@
 #include <stdlib.h>
 
 #include <fcntl.h>
+#include <pthread.h>
+#include <setjmp.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <atomic>
+#include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -25,6 +30,36 @@
 #include "twin/boundary/files.h"
 #include "twin/boundary/readiness.h"
 #include "twin/camera/settings.h"
+
+// The daemon's way out of the process: where a signal's handler leaves to, if a test catches it,
+// and what has become of the main thread.
+namespace {
+enum MainThread { kRuns, kLeavesTheEnd, kHasReturned };
+std::atomic<MainThread> gMainThread = kRuns;
+thread_local sigjmp_buf* gCaughtExit = nullptr;
+
+void noteMainThread(MainThread state) {
+    gMainThread = state;
+    gMainThread.notify_all();
+}
+}  // namespace
+
+extern "C" {
+[[noreturn]] void __real__exit(int status);
+int __real_pause();
+
+[[noreturn]] void __wrap__exit(int status) {
+    if (gCaughtExit != nullptr) {
+        siglongjmp(*gCaughtExit, 100 + status);
+    }
+    __real__exit(status);
+}
+
+int __wrap_pause() {
+    noteMainThread(kLeavesTheEnd);
+    return __real_pause();
+}
+}
 
 namespace {
 
@@ -48,7 +83,12 @@ protected:
         traceTo(directory_ + "/trace");
         twin::startBus(twin::factorySettings());
         twin::startActor(
-            "main", [](void*) { runKestrel(); }, nullptr);
+            "main",
+            [](void*) {
+                runKestrel();
+                noteMainThread(kHasReturned);
+            },
+            nullptr);
         EXPECT_TRUE(twin::waitUntilReady(twin::kNever));
         until([] { return giMotorRunning == 0; });
     }
@@ -181,6 +221,22 @@ TEST_F(StormRealClock, EveryKeyAtFullRateFromSeveralThreads) {
     twin::setFromOutside("demo.ptz.mode", "4711");
     until([] { return giDemoPtzMode == 4711; });
     EXPECT_FALSE(twin::violationSeen());
+}
+
+// The test's thread handles it, and is held just before it ends the process.
+TEST_F(StormRealClock, ASignalOnAnotherThreadEndsTheProcessAlone) {
+    testing::internal::CaptureStdout();
+    sigjmp_buf caught;
+    gCaughtExit = &caught;
+    const int left = sigsetjmp(caught, 1);
+    if (left == 0) {
+        pthread_kill(pthread_self(), SIGTERM);
+    }
+    EXPECT_EQ(left, 101);
+    pthread_kill(pthread_self(), SIGINT);
+    gMainThread.wait(kRuns);
+    EXPECT_EQ(gMainThread, kLeavesTheEnd);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Exit kestrel sigstop\n");
 }
 
 }  // namespace

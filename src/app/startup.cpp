@@ -3,6 +3,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 #include <cstdio>
 
@@ -22,9 +23,16 @@ namespace {
 // The lens thread; neither joined nor cancelled.
 pthread_t gLensThread;
 
+// Set by the signal that ends the process; the signals after it change nothing.
+constinit std::atomic<bool> gEndsBySignal = false;
+static_assert(std::atomic<bool>::is_always_lock_free);
+
 // Ends the process at once, whatever its threads are doing.
 void endOnSignal(int) {
     constexpr char kNotice[] = "Exit kestrel sigstop\n";
+    if (gEndsBySignal.exchange(true)) {
+        return;
+    }
     giExit = 1;
     [[maybe_unused]] const ssize_t written = write(STDOUT_FILENO, kNotice, sizeof kNotice - 1);
     _exit(1);
@@ -53,6 +61,13 @@ void adoptPositions() {
     }
 }
 
+// Where the signal is handled by another thread, the end and its status are left to that one.
+void leaveEndToSignal() {
+    while (gEndsBySignal) {
+        pause();
+    }
+}
+
 }  // namespace
 
 int runKestrel() {
@@ -71,6 +86,7 @@ int runKestrel() {
     registerBusKeys();
     startThread(&gLensThread, lensThread);
     superviseUntilExit();
+    leaveEndToSignal();
     std::puts("Exit kestrel 2");
     return 0;
 }
