@@ -249,6 +249,31 @@ TEST_F(TwinHead, AFaultInTheMiddleOfAMoveConcernsItsRest) {
     EXPECT_EQ(position(Axis::zoom), 1400) << "slipping once is enough";
 }
 
+// The faults come between two steps, where an order that began anew would end later.
+TEST_F(TwinHead, AFaultDoesNotTouchWhenAMoveEndsUnlessItChangesTheRate) {
+    struct {
+        std::vector<const char*> faults;  // one after 20,150 us each
+        twin::Microseconds duration;
+    } const cases[] = {
+        {{"scene flat", "axis pan slow 3", "axis focus stuck", "clear"}, 100'000},
+        {{"axis zoom stuck", "axis zoom clear", "axis zoom slip 9"}, 100'000},
+        {{"axis zoom slow 2"}, 20'150 + 400 * 400},
+    };
+    for (const auto& each : cases) {
+        build(0, kMiddle);
+        const twin::Microseconds start = twin::now();
+        setZoom8Backward(-1, 500, 5000);
+        for (const char* words : each.faults) {
+            pass(20'150);
+            fault(words);
+        }
+        pass(start + each.duration - 1 - twin::now());
+        EXPECT_TRUE(twin::axisTruth(Axis::zoom).busy) << each.faults[0];
+        pass(1);
+        EXPECT_FALSE(twin::axisTruth(Axis::zoom).busy) << each.faults[0];
+    }
+}
+
 TEST_F(TwinHead, ASavedHeadComesBackAsItWas) {
     build(10, kMiddle);
     for (const char* words :

@@ -33,7 +33,7 @@ constexpr AxisRow kRows[kAxisCount] = {
 
 struct Motor {
     Stops stops = {0, 0};
-    // Where the axis stood, and what it had lost, when the present order began.
+    // Where the axis stood, and what it had lost, after the counted steps of the present order.
     std::int64_t position = 0;
     std::int64_t lost = 0;
 
@@ -43,10 +43,12 @@ struct Motor {
     std::int64_t steps = 0;
     std::int64_t rate = 1;  // thousandths of a step per second
     int speed = 0;
-    std::int64_t slip = 0;  // leading steps that do not move the axis
-    std::int64_t room = 0;  // steps that can move it then
+    std::int64_t counted = 0;  // leading steps that `position` and `lost` already contain
+    std::int64_t slip = 0;     // steps after those that do not move the axis
+    std::int64_t room = 0;     // steps that can move it then
+    bool stuck = false;
     bool reachedStop = false;
-    std::int64_t generation = 0;  // tells this order's events from those of replaced ones
+    std::int64_t generation = 0;  // tells this order's events from those that no longer hold
 
     // The position at a frame, kept when a later order of the same frame period would hide it.
     Microseconds keptFrame = -1;
@@ -92,7 +94,7 @@ std::int64_t stepsDone(const Motor& motor, Microseconds when) {
 }
 
 std::int64_t stepsMoved(const Motor& motor, std::int64_t done) {
-    return std::clamp<std::int64_t>(done - motor.slip, 0, motor.room);
+    return std::clamp<std::int64_t>(done - motor.counted - motor.slip, 0, motor.room);
 }
 
 std::int64_t positionAt(const Motor& motor, Microseconds when) {
@@ -103,9 +105,8 @@ bool isBusy(const Motor& motor, Microseconds when) {
     return motor.steps > 0 && when < motor.start + timeFor(motor, motor.steps);
 }
 
-// Makes what the present order has done by now the starting point of another; returns the steps
-// that it has left undone.
-std::int64_t settle(Motor& motor, Microseconds when) {
+// Counts what the present order has done by now, so that its rest can meet other conditions.
+void countSteps(Motor& motor, Microseconds when) {
     const Microseconds frame = when / kFramePeriod;
     if (motor.keptFrame != frame) {
         motor.keptFrame = frame;
@@ -113,13 +114,12 @@ std::int64_t settle(Motor& motor, Microseconds when) {
     }
     const std::int64_t done = stepsDone(motor, when);
     const std::int64_t moved = stepsMoved(motor, done);
-    const std::int64_t remaining = motor.steps - done;
+    const std::int64_t fresh = done - motor.counted;
     motor.position += motor.direction * moved;
-    motor.lost += done - moved;
-    motor.slip -= std::min(done, motor.slip);
-    motor.steps = 0;
+    motor.lost += fresh - moved;
+    motor.slip -= std::min(fresh, motor.slip);
+    motor.counted = done;
     ++motor.generation;
-    return remaining;
 }
 
 void reportStop(std::int64_t argument) {
@@ -132,30 +132,50 @@ void reportStop(std::int64_t argument) {
     trace("head", "%s stop", rowOf(axis).name);
 }
 
-// Sets a settled axis going under the present faults.
+// How many of the present order's steps to come the fault "slip" takes that none has taken yet.
+std::int64_t stepsToSlip(Axis axis) {
+    const Motor& motor = motorOf(axis);
+    return std::min<std::int64_t>(faultValue(Fault::axisSlip, indexOf(axis)),
+                                  motor.steps - motor.counted - motor.slip);
+}
+
+bool isStuck(Axis axis) {
+    return faultValue(Fault::axisStuck, indexOf(axis)) != 0;
+}
+
+// Puts the steps that are not counted yet under the present faults and stops.
+void meetConditions(Axis axis) {
+    Motor& motor = motorOf(axis);
+    const auto slip = static_cast<int>(stepsToSlip(axis));
+    motor.slip += slip;
+    setFaultValue(Fault::axisSlip, indexOf(axis),
+                  faultValue(Fault::axisSlip, indexOf(axis)) - slip);
+    motor.stuck = isStuck(axis);
+    motor.room =
+        motor.direction > 0 ? motor.stops.high - motor.position : motor.position - motor.stops.low;
+    const std::int64_t free = motor.slip + motor.room;
+    if (motor.stuck) {
+        motor.room = 0;
+    } else if (free < motor.steps - motor.counted) {
+        const std::int64_t event = motor.generation * kAxisCount + indexOf(axis);
+        if (free == 0) {
+            reportStop(event);
+        } else {
+            scheduleEvent(motor.start + timeFor(motor, motor.counted + free), reportStop, event);
+        }
+    }
+}
+
+// Sets an axis whose steps are counted going.
 void begin(Axis axis, int direction, std::int64_t steps, int speed) {
     Motor& motor = motorOf(axis);
     motor.start = now();
     motor.direction = direction;
     motor.steps = steps;
+    motor.counted = 0;
     motor.speed = speed;
     motor.rate = rateOf(axis, speed);
-    const int slipping = faultValue(Fault::axisSlip, indexOf(axis));
-    const int slip = static_cast<int>(std::min<std::int64_t>(slipping, steps - motor.slip));
-    motor.slip += slip;
-    setFaultValue(Fault::axisSlip, indexOf(axis), slipping - slip);
-    motor.room =
-        direction > 0 ? motor.stops.high - motor.position : motor.position - motor.stops.low;
-    if (faultValue(Fault::axisStuck, indexOf(axis)) != 0) {
-        motor.room = 0;
-    } else if (const std::int64_t free = motor.slip + motor.room; free < steps) {
-        const std::int64_t event = motor.generation * kAxisCount + indexOf(axis);
-        if (free == 0) {
-            reportStop(event);
-        } else {
-            scheduleEvent(motor.start + timeFor(motor, free), reportStop, event);
-        }
-    }
+    meetConditions(axis);
 }
 
 }  // namespace
@@ -189,6 +209,7 @@ bool placeAxis(Axis axis, std::int64_t position, std::int64_t lost) {
     motor.position = position;
     motor.lost = lost;
     motor.steps = 0;
+    motor.counted = 0;
     motor.slip = 0;
     return true;
 }
@@ -199,7 +220,8 @@ void orderMove(Axis axis, int direction, int steps, int speed) {
     }
     Motor& motor = motorOf(axis);
     const bool replaced = isBusy(motor, now());
-    motor.lost += settle(motor, now());
+    countSteps(motor, now());
+    motor.lost += motor.steps - motor.counted;
     motor.slip = 0;
     motor.reachedStop = false;
     if (replaced) {
@@ -215,7 +237,7 @@ AxisTruth axisTruth(Axis axis) {
     const std::int64_t done = stepsDone(motor, now());
     const std::int64_t moved = stepsMoved(motor, done);
     return {static_cast<int>(motor.position + motor.direction * moved), isBusy(motor, now()),
-            motor.lost + done - moved, motor.steps - done};
+            motor.lost + done - motor.counted - moved, motor.steps - done};
 }
 
 int framePosition(Axis axis) {
@@ -252,8 +274,12 @@ void refreshMotions() {
         if (!isBusy(motor, now())) {
             continue;
         }
-        if (const std::int64_t remaining = settle(motor, now()); remaining > 0) {
-            begin(axis, motor.direction, remaining, motor.speed);
+        if (rateOf(axis, motor.speed) != motor.rate) {
+            countSteps(motor, now());
+            begin(axis, motor.direction, motor.steps - motor.counted, motor.speed);
+        } else if (isStuck(axis) != motor.stuck || stepsToSlip(axis) > 0) {
+            countSteps(motor, now());
+            meetConditions(axis);
         }
     }
 }

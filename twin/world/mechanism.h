@@ -55,7 +55,8 @@ unsigned char statusByte(Axis axis);
 int controllerCounter(Axis axis);
 void writeControllerCounter(Axis axis, int value);
 
-// Carries running orders on under the faults as they are now.
+// Carries running orders on under the faults as they are now. An order that they do not concern is
+// not touched, and only a changed rate changes when one ends.
 void refreshMotions();
 
 }  // namespace twin
