@@ -34,13 +34,6 @@ bool gFrozen = false;
 Counts gHeld = {};
 std::uint64_t gSeed = 0;
 
-// A part of the reading that is not exactly 0 never reads as 0: a sensor shows on which side of it
-// it lies, also where a stop of the mechanism leaves next to nothing.
-int roundToCount(double counts) {
-    const double rounded = std::round(counts);
-    return static_cast<int>(rounded != 0.0 || counts == 0.0 ? rounded : std::copysign(1.0, counts));
-}
-
 Counts sample() {
     const Vector reading =
         gravityReading(axisTruth(Axis::pan).position, axisTruth(Axis::tilt).position,
@@ -49,7 +42,8 @@ Counts sample() {
     const double amplitude = faultValue(Fault::sensorNoise);
     const auto count = [&](double acceleration, std::uint64_t axis) {
         const double noise = amplitude * noiseAt(gSeed, axis, index);
-        return std::clamp(roundToCount(acceleration / kCount + noise), -32768, 32767);
+        return static_cast<int>(
+            std::clamp<long>(std::lround(acceleration / kCount + noise), -32768, 32767));
     };
     return {count(reading.x, 0), count(reading.y, 1), count(reading.z, 2)};
 }
