@@ -156,10 +156,10 @@ void progress(const char* text) {
 constexpr int kRates = 7;
 
 // Virtual seconds per wall second, the process's start included.
-double rate(const std::string& commands, double seconds) {
+double rate(const Words& program, const std::string& commands, double seconds) {
     return most(repeat(kRates, [&] {
         const double begin = steadySeconds();
-        run(twin({"virtual", "--quiet"}), commands);
+        run(program, commands);
         return seconds / (steadySeconds() - begin);
     }));
 }
@@ -169,18 +169,23 @@ void measureVirtualTime() {
     const double loops = most(repeat(kRates, [] {
         return 3600 / part({"loops-virtual", "3600"})[0];
     }));
-    const double idle = rate("run 3600\n", 3600);
-    std::string moves;
-    for (int i = 0; i < 600; ++i) {
+    constexpr int kMoves = 600;
+    const Words kept = twin({"virtual", "--quiet"});
+    const double idle = rate(kept, "run 3600\n", 3600);
+    std::string moves = "run 30\n";
+    for (int i = 0; i < kMoves; ++i) {
         const bool up = i % 2 == 0;
         moves += std::string("set lens.camN.pan a:") + (up ? "24000" : "20000") +
                  "\nset lens.camN.tilt a:" + (up ? "3000" : "3500") +
                  "\nset lens.camN.zoom a:" + (up ? "2000" : "0") + "\nrun 1\n";
     }
-    const double moving = rate(moves, 600);
+    const double inMemory =
+        rate({KESTREL_TWIN_PATH, "--clock", "virtual", "--quiet"}, moves, kMoves + 30);
+    const double onDisk = rate(kept, moves, kMoves + 30);
     row("virtual seconds in a second, idle", idle, "s", "two bare 10 ms loops, virtual clock",
         loops);
-    row("virtual seconds in a second, moving", moving, "s", "the same, idle", idle);
+    row("the same, moving, camera in memory", inMemory, "s", "idle", idle);
+    row("the same, moving, camera on disk", onDisk, "s", "moving, camera in memory", inMemory);
 }
 
 double cpuSeconds(const Process& process) {

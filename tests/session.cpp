@@ -271,8 +271,10 @@ Session Camera::run(const std::string& script) const {
 Session Camera::run(const std::string& script, const std::vector<std::string>& options) const {
     const std::array<std::string, 3> streams = {directory_ + "/script", directory_ + "/output",
                                                 directory_ + "/errors"};
-    std::vector<std::string> arguments = {KESTREL_TWIN_PATH, "--state", directory_ + "/state",
-                                          "--lens-type", std::to_string(lensType_)};
+    std::vector<std::string> arguments = {KESTREL_TWIN_PATH, "--state", directory_ + "/state"};
+    if (!std::filesystem::exists(directory_ + "/state/head")) {
+        arguments.insert(arguments.end(), {"--lens-type", std::to_string(lensType_)});
+    }
     arguments.insert(arguments.end(), options.begin(), options.end());
     writeFile(streams[0], script + "\n");
     Session run;

@@ -1,16 +1,11 @@
 // The console, the command line and what the program leaves between runs, from outside.
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <csignal>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -121,10 +116,6 @@ TEST(TwinConsole, HugeTextsAndNulBytesAreAnsweredToo) {
                                          HasSubstr("error value of 128 bytes"),
                                          HasSubstr("line too long"), HasSubstr("NUL byte")));
 }
-
-// A text that does not fit into the daemon's command buffer.
-const std::string kAbort =
-    "fault bus-overlong\nset lens.camN.zoom " + std::string(140, 'a') + "\nrun 1";
 
 TEST(TwinConsole, ASignalFromInsideOrOutsideReachesTheDaemonsHandler) {
     const std::pair<const char*, int> signals[] = {
@@ -248,76 +239,6 @@ TEST(TwinTrace, EveryLineHasItsFormAndTwoRunsAreEqual) {
     EXPECT_THAT(linesOf(Camera().run("", {"--clock", "virtual"}).output),
                 Contains("Lens Type: FL4_10"));
     EXPECT_EQ(Camera().run("get x", kQuiet).output, "= x absent\n");
-}
-
-TEST(TwinState, TheCameraIsTheSameAtTheNextRunHoweverTheLastOneEnded) {
-    const Camera camera(Positions{});
-    const auto fresh = camera.run(
-        "expect image.camN.exposure.iris_table 100\nexpect gpio.camN.out.icr day\n"
-        "expect lens.global.led_ctrl 1,1,1,1,1,1,1,1\nexpect encode.camN.status start\n"
-        "set image.camN.flip on\nset x.odd \\ two  words\x01\nset lens.camN.zoom a:50\nrun 3\nhead",
-        kQuiet);
-    EXPECT_EQ(fresh.status, 0) << fresh.output;
-    EXPECT_EQ(camera.read("/bin/SensorMCU.txt"), "version 0201\n");
-    camera.write("/etc/mcu_ver_mb.info", "mcu_ver=0102\nkept\n");
-    nlohmann::json last = fresh.head();
-    for (const std::string& ending : {std::string("power-cut"), kAbort, std::string("quit")}) {
-        const auto next = camera.run(
-            "expect image.camN.flip on\nexpect x.odd \\ two  words\x01\nget lens.camN.zoom\nhead\n"
-            "set lens.camN.zoom r:500\nrun 0.05\nhead\n" +
-            ending);
-        EXPECT_EQ(next.answers[2], "lens.camN.zoom absent");
-        EXPECT_EQ(next.head(0)["zoom"]["position"], last["zoom"]["position"]) << ending;
-        last = next.head(1);
-        EXPECT_NE(next.head(0)["zoom"]["position"], last["zoom"]["position"]);
-        EXPECT_EQ(camera.read("/etc/mcu_ver_mb.info"), "mcu_ver=0102\nkept\n");
-    }
-}
-
-TEST(TwinState, DamagedBusLinesAreLeftOutAndADamagedHeadIsRefused) {
-    const Camera camera;
-    camera.run("set x.k 1\nset lens.camN.preset1 5", kQuiet);
-    std::ofstream(camera.pathOf("/../bus"), std::ios::app)
-        << "lonely\n bare\nx.long " << std::string(128, 'v') << "\nx.esc \\xq\nx.good 2";
-    const auto run = camera.run("keys x.", kQuiet);
-    EXPECT_EQ(run.status, 0);
-    EXPECT_THAT(linesOf(run.errors), ElementsAre(EndsWith("/bus: 4 damaged lines left out")));
-    EXPECT_THAT(run.answers, ElementsAre("x.good 2", "x.k 1", "2 keys"));
-    const std::string overlong = "x.long " + std::string(128, 'v');
-    const Camera wide;
-    wide.run("fault bus-overlong\nset " + overlong, kQuiet);
-    EXPECT_THAT(wide.run("get x.long", kQuiet).answers, ElementsAre(overlong));
-    for (const char* const content : {"", "zoom.position\n", "zoom.position far\n"}) {
-        std::ofstream(camera.pathOf("/../head")) << content;
-        const auto refused = camera.run("get x", kQuiet);
-        EXPECT_EQ(refused.status, 1) << content;
-        EXPECT_THAT(linesOf(refused.errors), ElementsAre(StartsWith("kestrel-twin: "))) << content;
-    }
-}
-
-TEST(TwinState, ACameraThatRunsIsNotRunTwice) {
-    const Camera camera;
-    camera.run("quit");
-    const int lock = open(camera.pathOf("/..").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    ASSERT_EQ(flock(lock, LOCK_EX), 0);
-    const auto run = camera.run("get x", kQuiet);
-    close(lock);
-    EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.errors, HasSubstr("in use by another run"));
-}
-
-TEST(TwinState, APrivateCameraLeavesNothing) {
-    const std::string place = testing::TempDir() + "twin-private-" + std::to_string(getpid());
-    std::filesystem::create_directory(place);
-    setenv("TMPDIR", place.c_str(), 1);
-    for (const char* const script : {"run 1\n", "power-cut\n", "signal TERM\n", "fly\n"}) {
-        Conversation talk({"--quiet"});
-        talk.write(script);
-        talk.finish();
-        EXPECT_TRUE(std::filesystem::is_empty(place)) << script;
-    }
-    unsetenv("TMPDIR");
-    std::filesystem::remove_all(place);
 }
 
 TEST(TwinFaults, FilesStayAsTheyAreWhileUnwritableAndAreEmptiedWhileTheDiskIsFull) {

@@ -54,7 +54,10 @@ bool takeState(Given& given, const char* value) {
 }
 
 bool takeLensType(Given& given, const char* value) {
-    return readNumber(value, INT_MIN, INT_MAX, given.options.session.camera.lensType);
+    int type = 0;
+    const bool good = readNumber(value, INT_MIN, INT_MAX, type);
+    given.options.session.camera.lensType = type;
+    return good;
 }
 
 bool takeMount(Given& given, const char* value) {

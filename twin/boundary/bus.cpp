@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "platform/nbus.h"
-#include "twin/boundary/power_cut.h"
+#include "twin/boundary/changes.h"
 #include "twin/clock/actors.h"
 #include "twin/trace/output.h"
 #include "twin/trace/trace.h"
@@ -58,6 +58,7 @@ struct Bus {
     Microseconds quietUntil = 0;
     Gate delivery;
     bool dispatching = false;
+    void (*note)(const std::string&, const std::string&) = nullptr;
 };
 
 Bus& bus() {
@@ -88,15 +89,14 @@ Values::const_iterator firstBelow(const std::string& prefix) {
 
 // Why the bus does not take the set; empty if it does. World lock held.
 std::string refusal(std::string_view key, std::string_view value) {
-    const std::string limit = " bytes, at most " + std::to_string(kLongestBusText) + " are taken";
     if (key.empty()) {
         return "a key needs a name";
     }
-    if (key.size() > kLongestBusText) {
-        return "key of " + std::to_string(key.size()) + limit;
-    }
-    if (value.size() > kLongestBusText && !faultActive("bus-overlong")) {
-        return "value of " + std::to_string(value.size()) + limit;
+    const bool longKey = key.size() > kLongestBusText;
+    if (longKey || (value.size() > kLongestBusText && !faultActive("bus-overlong"))) {
+        return (longKey ? "key of " + std::to_string(key.size())
+                        : "value of " + std::to_string(value.size())) +
+               " bytes, at most " + std::to_string(kLongestBusText) + " are taken";
     }
     return {};
 }
@@ -130,7 +130,11 @@ void noteSet(const std::string& key, const std::string& value) {
 void store(const char* kind, const std::string& key, const std::string& value) {
     Bus& b = bus();
     trace(kind, "%s %s", key.c_str(), value.c_str());
-    b.values[key] = value;
+    const auto [kept, fresh] = b.values.try_emplace(key);
+    if (b.note != nullptr && (fresh || kept->second != value)) {
+        b.note(key, value);
+    }
+    kept->second = value;
     b.deliveries.push_back({key, value, b.listeners.size()});
     b.delivery.open();
     noteSet(key, value);
@@ -200,6 +204,10 @@ void copyOut(const std::string& text, char* buffer, int size) {
 }
 
 }  // namespace
+
+void onNewValue(void (*note)(const std::string& key, const std::string& value)) {
+    bus().note = note;
+}
 
 void startBus(const std::map<std::string, std::string>& keys) {
     for (const auto& [key, value] : keys) {

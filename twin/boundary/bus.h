@@ -19,6 +19,10 @@ constexpr std::size_t kLongestBusText = 127;
 // starts the dispatcher. Once, before the daemon uses the bus.
 void startBus(const std::map<std::string, std::string>& keys);
 
+// What is called, with the world lock held, when a key has got a value that it did not have. Once,
+// before startBus.
+void onNewValue(void (*note)(const std::string& key, const std::string& value));
+
 // Another service sets a key. Returns an error text, empty on success.
 std::string setFromOutside(const std::string& key, const std::string& value);
 

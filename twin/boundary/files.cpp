@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -12,7 +14,7 @@
 #include <mutex>
 
 #include "platform/files.h"
-#include "twin/boundary/power_cut.h"
+#include "twin/boundary/changes.h"
 #include "twin/clock/timeline.h"
 #include "twin/trace/disk_limit.h"
 #include "twin/world/faults.h"
@@ -118,7 +120,7 @@ std::string writeShippedFiles() {
         std::ofstream stream(root() + file.path, std::ios::binary | std::ios::trunc);
         stream << file.content << std::flush;
         if (!stream) {
-            return root() + file.path + ": cannot be written";
+            return root() + file.path + ": cannot be written: " + std::strerror(errno);
         }
     }
     return {};
@@ -136,6 +138,7 @@ void applyFileFaults() {
         thaw();
     }
     limitDisk(full);
+    noteChange();
 }
 
 }  // namespace twin

@@ -4,8 +4,8 @@
 #include <atomic>
 #include <cstddef>
 
+#include "twin/boundary/changes.h"
 #include "twin/boundary/model.h"
-#include "twin/boundary/power_cut.h"
 #include "twin/clock/actors.h"
 #include "twin/clock/timeline.h"
 #include "twin/trace/trace.h"

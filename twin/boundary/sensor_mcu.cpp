@@ -1,6 +1,6 @@
 #include "platform/sensor_mcu.h"
 
-#include "twin/boundary/power_cut.h"
+#include "twin/boundary/changes.h"
 #include "twin/clock/timeline.h"
 #include "twin/trace/trace.h"
 #include "twin/world/faults.h"

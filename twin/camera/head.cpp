@@ -4,9 +4,11 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "twin/boundary/changes.h"
 #include "twin/boundary/encoder.h"
 #include "twin/boundary/model.h"
 #include "twin/clock/timeline.h"
+#include "twin/trace/output.h"
 #include "twin/world/board.h"
 #include "twin/world/fault_values.h"
 #include "twin/world/firmware.h"
@@ -21,8 +23,12 @@ namespace {
 
 using Memory = std::map<std::string, std::string>;
 
+constexpr const char* kLensEntry = "lens-type";
+constexpr const char* kMountEntry = "mount";
 constexpr const char* kIcrEntry = "icr";
 constexpr const char* kFaultEntries = "fault.";
+
+constexpr const char* kUsualMount = "ceiling";
 
 constexpr struct {
     const char* entry;
@@ -63,14 +69,14 @@ std::string restoreAxes(Memory& memory) {
         if (!takeNumber(memory, entryOf(axis, "position"), 10, position) ||
             !takeNumber(memory, entryOf(axis, "lost"), 10, lost) ||
             !placeAxis(axis, position, lost)) {
-            return std::string("the saved ") + axisName(axis) +
-                   " axis is not between this camera's stops; is --lens-type as in the run before?";
+            return std::string("the ") + axisName(axis) +
+                   " axis is not between this camera's stops";
         }
     }
     for (const Axis axis : kCountedAxes) {
         int counter = axisTruth(axis).position;
         if (!takeNumber(memory, entryOf(axis, "counter"), 10, counter)) {
-            return std::string("the saved ") + axisName(axis) + " counter is no number";
+            return std::string("the ") + axisName(axis) + " counter is no number";
         }
         writeControllerCounter(axis, counter);
     }
@@ -81,14 +87,14 @@ std::string restoreBoard(Memory& memory) {
     for (const auto& row : kVersionEntries) {
         std::uint32_t version = mcuVersion(row.mcu);
         if (!takeNumber(memory, row.entry, 16, version)) {
-            return std::string("the saved ") + row.entry + " is no version";
+            return std::string(row.entry) + " is no version";
         }
         setMcuVersion(row.mcu, version);
     }
     if (const auto node = memory.extract(kIcrEntry); !node.empty()) {
         gBoard.icrDay = node.mapped() == "day";
         if (!gBoard.icrDay && node.mapped() != "night") {
-            return "the saved icr is neither day nor night";
+            return "icr is neither day nor night";
         }
     }
     return "";
@@ -98,10 +104,10 @@ std::string restoreFaults(Memory& memory) {
     for (int i = 0; !memory.empty(); ++i) {
         const auto node = memory.extract(kFaultEntries + std::to_string(i));
         if (node.empty()) {
-            return "unknown saved entry " + memory.begin()->first;
+            return "unknown entry " + memory.begin()->first;
         }
         if (const std::string error = injectFault(node.mapped()); !error.empty()) {
-            return "saved fault: " + error;
+            return node.key() + ": " + error;
         }
     }
     return "";
@@ -147,12 +153,38 @@ std::string describeSenses() {
 
 }  // namespace
 
+std::string checkOptions(const CameraOptions& options, const Memory& memory) {
+    const auto remembered = [&](const char* entry) {
+        const auto found = memory.find(entry);
+        return found == memory.end() ? std::string{} : found->second;
+    };
+    const std::string lens = remembered(kLensEntry);
+    const std::string given = std::to_string(options.lensType.value_or(0));
+    if (!lens.empty() && options.lensType && lens != given) {
+        return "this camera has lens type " + lens + ", not " + given +
+               "; leave --lens-type out, or choose another directory";
+    }
+    const std::string mount = remembered(kMountEntry);
+    if (!mount.empty() && !options.mount.empty() && mount != options.mount) {
+        complain("the camera's mount was " + mount + " and is " + options.mount + " from now on");
+    }
+    return "";
+}
+
 std::string makeHead(const CameraOptions& options, const Memory& memory) {
     const WorldLock lock;
-    if (!mountCamera(options.mount)) {
-        return "unknown mount " + options.mount;
+    Memory rest = memory;
+    int lens = 0;
+    if (!takeNumber(rest, kLensEntry, 10, lens)) {
+        return "lens-type is no number";
     }
-    setLensType(options.lensType);
+    const auto mount = rest.extract(kMountEntry);
+    if (!mountCamera(!options.mount.empty() ? options.mount
+                     : mount.empty()        ? kUsualMount
+                                            : mount.mapped())) {
+        return "unknown mount " + (options.mount.empty() ? mount.mapped() : options.mount);
+    }
+    setLensType(options.lensType.value_or(lens));
     resetFaults();
     makeMechanism(lensIsLong(), options.seed);
     makeFirmware();
@@ -161,7 +193,6 @@ std::string makeHead(const CameraOptions& options, const Memory& memory) {
     makeMotionSensor(options.seed);
     gBoard = Board{};
 
-    Memory rest = memory;
     for (const auto restore : {restoreAxes, restoreBoard, restoreFaults}) {
         if (std::string error = restore(rest); !error.empty()) {
             return error;
@@ -173,6 +204,8 @@ std::string makeHead(const CameraOptions& options, const Memory& memory) {
 Memory saveHead() {
     const WorldLock lock;
     Memory memory;
+    memory[kLensEntry] = std::to_string(lensType());
+    memory[kMountEntry] = mountName();
     for (const Axis axis : kAxes) {
         const AxisTruth truth = axisTruth(axis);
         memory[entryOf(axis, "position")] = std::to_string(truth.position);
@@ -220,10 +253,13 @@ std::string checkCounters(std::string (*position)(const char* key)) {
 }
 
 bool setControllerCounter(const std::string& axis, int value) {
-    const WorldLock lock;
     for (const Axis counted : kCountedAxes) {
         if (axis == axisName(counted)) {
-            writeControllerCounter(counted, value);
+            {
+                const WorldLock lock;
+                writeControllerCounter(counted, value);
+            }
+            noteChange();
             return true;
         }
     }

@@ -3,17 +3,24 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
-#include <vector>
 
 namespace twin {
 
 // What a camera is made of, from the command line.
 struct CameraOptions {
-    int lensType = 0;
-    std::string mount = "ceiling";  // ceiling, desktop, wall0, wall90, wall180, wall270
+    std::optional<int> lensType;  // not given: as it was, or 0
+    // ceiling, desktop, wall0, wall90, wall180 or wall270; empty: as it was, or ceiling
+    std::string mount;
     std::uint64_t seed = 1;
 };
+
+// Compares the options with what `memory` says about the camera. A camera may have been mounted
+// anew, which is said on standard error. Its lens cannot be another: the result is an error text,
+// empty on success.
+std::string checkOptions(const CameraOptions& options,
+                         const std::map<std::string, std::string>& memory);
 
 // Builds the head. `memory` is what a former run saved ("pan.position" -> "1200", ...), the faults
 // in force included; what it leaves out is as on a new camera, with seeded positions. Values that

@@ -13,9 +13,10 @@
 #include <utility>
 
 #include "twin/boundary/bus.h"
+#include "twin/boundary/changes.h"
 #include "twin/boundary/files.h"
-#include "twin/boundary/power_cut.h"
 #include "twin/camera/head.h"
+#include "twin/camera/journal.h"
 #include "twin/camera/settings.h"
 #include "twin/camera/state.h"
 #include "twin/camera/watch.h"
@@ -44,7 +45,18 @@ void refuseStart(const std::string& problem, int status) {
     }
 }
 
+void noteCamera() {
+    noteState(saveHead());
+}
+
+void noteKey(const std::string& key, const std::string& value) {
+    if (outlivesRestart(key)) {
+        noteSet(key, value);
+    }
+}
+
 int saveCamera() {
+    stopChanges();
     const std::string problem = saveState(lastingOf(busKeysBelow("")), saveHead());
     if (!problem.empty()) {
         complain(problem);
@@ -174,15 +186,22 @@ void powerUp(const SessionOptions& options, int (*daemon)()) {
     }
     SavedState state;
     refuseStart(openState(options.stateDirectory, state), 1);
-    refuseStart(makeHead(options.camera, state.head), 1);
+    refuseStart(checkOptions(options.camera, state.head), 1);
+    if (const std::string problem = makeHead(options.camera, state.head); !problem.empty()) {
+        refuseStart(adviceOnHead(problem), 1);
+    }
+    Texts keys = state.bus;
+    keys.merge(factorySettings());
+    refuseStart(keepState(lastingOf(keys), saveHead()), 1);
+    if (!options.stateDirectory.empty()) {
+        onChange(noteCamera);
+        onNewValue(noteKey);
+    }
     applyFileFaults();
     openOutput(options.output);
     startWatch();
     watchForAbort();
     onPowerCut([] { endRun(runStatus()); });
-
-    Texts keys = std::move(state.bus);
-    keys.merge(factorySettings());
     startBus(keys);
     gDaemon = daemon;
     startActor("main", runDaemon, nullptr);

@@ -1,129 +1,35 @@
 #include "twin/camera/state.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <charconv>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <optional>
-#include <string_view>
+#include <iterator>
+#include <sstream>
+#include <utility>
 
 #include "twin/boundary/bus.h"
 #include "twin/boundary/files.h"
-#include "twin/trace/disk_limit.h"
+#include "twin/camera/journal.h"
+#include "twin/camera/place.h"
+#include "twin/clock/timeline.h"
 #include "twin/trace/output.h"
 
 namespace twin {
 
 namespace {
 
-std::string& stateDirectory() {
-    static auto& text = *new std::string;
-    return text;
-}
-
-constexpr std::size_t kLongestHeadText = 1000;
 // Of a value that the fault "bus-overlong" let in.
 constexpr std::size_t kLongestValue = 4096;
 
-bool gTemporary = false;
+constexpr const char* kTimeEntry = "time";
 
-// A line is NAME VALUE; blanks in the name, control characters and backslashes are written \xNN.
-std::string escaped(std::string_view text, bool name) {
-    std::string result;
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x20 || byte == 0x7f || c == '\\' || (name && c == ' ')) {
-            std::array<char, 8> code{};
-            std::snprintf(code.data(), code.size(), "\\x%02x", byte);
-            result += code.data();
-        } else {
-            result += c;
-        }
-    }
-    return result;
-}
+bool gKilled = false;  // the last run, or it gave up
+bool gKeeps = false;
 
-std::optional<std::string> unescaped(std::string_view text) {
-    std::string result;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '\\') {
-            result += text[i];
-            continue;
-        }
-        const std::string_view code = text.substr(i, 4);
-        unsigned char byte = 0;
-        if (code.size() != 4 || code[1] != 'x' ||
-            std::from_chars(code.data() + 2, code.data() + 4, byte, 16).ptr != code.data() + 4 ||
-            byte == 0) {
-            return std::nullopt;
-        }
-        result += static_cast<char>(byte);
-        i += 3;
-    }
-    return result;
-}
-
-// Reads NAME VALUE lines with values of at most `longest` bytes; returns the number of lines that
-// are none.
-int readTexts(std::istream& stream, std::size_t longest, Texts& texts) {
-    int damaged = 0;
-    std::string line;
-    while (std::getline(stream, line)) {
-        const std::size_t blank = line.find(' ');
-        if (blank == 0 || blank == std::string::npos || line.find('\0') != std::string::npos) {
-            ++damaged;
-            continue;
-        }
-        const auto name = unescaped(std::string_view(line).substr(0, blank));
-        const auto value = unescaped(std::string_view(line).substr(blank + 1));
-        if (!name || !value || name->size() > kLongestBusText || value->size() > longest) {
-            ++damaged;
-            continue;
-        }
-        texts[*name] = *value;
-    }
-    return damaged;
-}
-
-bool writeTexts(const std::string& path, const Texts& texts) {
-    const std::string fresh = path + ".new";
-    std::ofstream stream(fresh, std::ios::binary | std::ios::trunc);
-    for (const auto& [name, value] : texts) {
-        stream << escaped(name, true) << ' ' << escaped(value, false) << '\n';
-    }
-    stream.close();
-    return stream.good() && std::rename(fresh.c_str(), path.c_str()) == 0;
-}
-
-std::string makeDirectory(const std::string& directory) {
-    gTemporary = directory.empty();
-    if (!gTemporary) {
-        stateDirectory() = directory;
-        std::error_code error;
-        std::filesystem::create_directories(directory, error);
-        return error ? directory + ": " + error.message() : std::string{};
-    }
-    std::error_code error;
-    std::string pattern = std::filesystem::temp_directory_path(error).string();
-    pattern = (error ? std::string("/tmp") : pattern) + "/kestrel-twin-XXXXXX";
-    if (mkdtemp(pattern.data()) == nullptr) {
-        return pattern + ": cannot make a temporary directory";
-    }
-    stateDirectory() = pattern;
-    return {};
-}
-
-// Two runs on one camera would spoil it; the lock goes with the process.
-bool lockDirectory() {
-    const int descriptor = open(stateDirectory().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    return descriptor < 0 || flock(descriptor, LOCK_EX | LOCK_NB) == 0;
+std::string pathOf(const char* name) {
+    return placeOfCamera() + "/" + name;
 }
 
 // Whether the saved faults let the bus carry more than it should.
@@ -132,59 +38,119 @@ bool busIsOverlong(const Texts& head) {
                        [](const auto& entry) { return entry.second == "bus-overlong"; });
 }
 
-std::string readState(SavedState& state) {
-    const std::string headPath = stateDirectory() + "/head";
-    const std::string busPath = stateDirectory() + "/bus";
-    std::ifstream head(headPath, std::ios::binary);
+// Reads the mechanism as the last run saved it, or as it was noted before that was killed.
+std::string readHead(SavedState& state) {
+    gKilled = journalLeft(placeOfCamera());
+    if (gKilled && readJournal(placeOfCamera(), state.head)) {
+        const auto time = state.head.extract(kTimeEntry);
+        complain(
+            placeOfCamera() +
+            ": the last run ended without saving; the camera is as if its power had failed at " +
+            (time.empty() ? "some" : time.mapped()) + " s of that run");
+        state.newCamera = false;
+        return {};
+    }
+    if (gKilled) {
+        complain(placeOfCamera() + ": the last run ended without saving, and " + pathOf("running") +
+                 " is damaged: the mechanism is as it was before that run, the files are not");
+        state.head.clear();
+    }
+    std::ifstream head(pathOf("head"), std::ios::binary);
     state.newCamera = !head;
-    if (head && (readTexts(head, kLongestHeadText, state.head) != 0 || state.head.empty())) {
-        return headPath + " is damaged; remove it to start with a new camera's mechanism";
+    const bool good =
+        !head || (readTexts(head, kLongestHeadText, state.head) == 0 && !state.head.empty());
+    return good ? "" : adviceOnHead("damaged");
+}
+
+void readBus(SavedState& state) {
+    std::ifstream file(pathOf("bus"), std::ios::binary);
+    std::string content(std::istreambuf_iterator<char>(file), {});
+    if (gKilled) {
+        // A set that was being added has no end.
+        content.erase(content.find_last_of('\n') + 1);
     }
-    std::ifstream bus(busPath, std::ios::binary);
-    if (bus) {
-        const std::size_t longest = busIsOverlong(state.head) ? kLongestValue : kLongestBusText;
-        if (const int damaged = readTexts(bus, longest, state.bus); damaged > 0) {
-            complain(busPath + ": " + std::to_string(damaged) + " damaged lines left out");
-        }
+    std::istringstream lines(content);
+    const std::size_t longest = busIsOverlong(state.head) ? kLongestValue : kLongestBusText;
+    if (const int damaged = readTexts(lines, longest, state.bus); damaged > 0) {
+        complain(pathOf("bus") + ": " + std::to_string(damaged) + " damaged lines left out");
     }
-    return {};
+}
+
+// A new mechanism beside the files of an old one does not stand where these say.
+void warnOfOldFiles(const SavedState& state) {
+    std::error_code error;
+    const std::string files = pathOf("root/mnt/nand");
+    if (state.newCamera && !std::filesystem::is_empty(files, error) && !error) {
+        complain(pathOf("head") +
+                 " is missing: the mechanism is a new one, and what the files in " + files +
+                 " say about the old one is wrong");
+    }
+}
+
+Texts withTime(Texts head) {
+    head[kTimeEntry] = std::to_string(static_cast<double>(now()) / 1e6);
+    return head;
+}
+
+std::string saveFiles(const Texts& bus, const Texts& head) {
+    std::string problem = replaceFile(pathOf("bus"), textLines(bus));
+    return problem.empty() ? replaceFile(pathOf("head"), textLines(head)) : problem;
 }
 
 }  // namespace
 
+std::string adviceOnHead(const std::string& problem) {
+    return pathOf("head") + ": " + problem + "; correct it, or remove it together with " +
+           pathOf("root/mnt/nand") + " to go on with a new mechanism and the same settings";
+}
+
 std::string openState(const std::string& directory, SavedState& state) {
-    if (const std::string error = makeDirectory(directory); !error.empty()) {
+    if (const std::string error = takePlace(directory); !error.empty()) {
         return error;
     }
-    if (!lockDirectory()) {
-        return stateDirectory() + " is in use by another run";
-    }
-    if (const std::string error = readState(state); !error.empty()) {
+    if (const std::string error = readHead(state); !error.empty()) {
         return error;
     }
-    if (const std::string error = openFiles(stateDirectory() + "/root"); !error.empty()) {
+    readBus(state);
+    warnOfOldFiles(state);
+    if (const std::string error = openFiles(pathOf("root")); !error.empty()) {
         return error;
     }
     return state.newCamera ? writeShippedFiles() : std::string{};
 }
 
-std::string saveState(const Texts& bus, const Texts& head) {
-    if (gTemporary || stateDirectory().empty()) {
+std::string keepState(const Texts& bus, const Texts& head) {
+    if (placeIsPrivate()) {
         return {};
     }
-    const OwnWriting allowed;
-    if (!writeTexts(stateDirectory() + "/bus", bus) ||
-        !writeTexts(stateDirectory() + "/head", head)) {
-        return stateDirectory() + ": the state cannot be saved";
+    if (gKilled) {
+        if (std::string problem = saveFiles(bus, head); !problem.empty()) {
+            return problem;
+        }
     }
-    return {};
+    gKeeps = true;
+    return openJournal(placeOfCamera(), withTime(head));
+}
+
+void noteState(Texts head) {
+    noteHead(withTime(std::move(head)));
+}
+
+std::string saveState(const Texts& bus, const Texts& head) {
+    if (!gKeeps) {
+        return {};
+    }
+    noteState(head);
+    closeJournal();
+    std::string problem = saveFiles(bus, head);
+    if (problem.empty()) {
+        unlink(pathOf("running").c_str());
+    }
+    return problem;
 }
 
 void removeTemporaryState() {
-    if (gTemporary && !stateDirectory().empty()) {
-        std::error_code ignored;
-        std::filesystem::remove_all(stateDirectory(), ignored);
-    }
+    leavePlace();
 }
 
 }  // namespace twin

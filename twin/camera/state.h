@@ -2,13 +2,11 @@
 // DIR/root (its file tree).
 #pragma once
 
-#include <map>
 #include <string>
-#include <vector>
+
+#include "twin/camera/texts.h"
 
 namespace twin {
-
-using Texts = std::map<std::string, std::string>;
 
 struct SavedState {
     bool newCamera = true;
@@ -17,12 +15,23 @@ struct SavedState {
 };
 
 // Opens the state in `directory`, making it if needed; an empty name stands for a private directory
-// that removeTemporaryState removes. Fills `state`; damaged lines of DIR/bus are left out with one
-// line on standard error. Returns an error text, empty on success. Once, before the daemon starts.
+// that removeTemporaryState removes. Fills `state`; what of it is damaged, or was not saved by a
+// run that was killed, is said on standard error. Returns an error text, empty on success. Once,
+// before the daemon starts.
 std::string openState(const std::string& directory, SavedState& state);
 
-// Writes both files in whole; a run that dies meanwhile leaves the former ones. Returns an error
-// text. Nothing is written for a private directory.
+// What can be done about a mechanism's memory that makes no sense, for the end of an error text.
+std::string adviceOnHead(const std::string& problem);
+
+// Keeps the camera from here on even if the run is killed (journal.h). Returns an error text.
+// Nothing is kept in a private directory.
+std::string keepState(const Texts& bus, const Texts& head);
+
+// Notes the mechanism as it is now, should the run be killed. Any thread.
+void noteState(Texts head);
+
+// Saves both whole at the end of a run. Returns an error text that names the file; the journal then
+// stays. Nothing is written for a private directory.
 std::string saveState(const Texts& bus, const Texts& head);
 
 void removeTemporaryState();

@@ -18,9 +18,27 @@ namespace twin {
 namespace {
 
 std::atomic<int> gSignal{0};
+pthread_t gWatcher{};
 
-void deliverPending() {
-    deliverSignal(gSignal);
+// The terminal is closed, or nobody reads the output any more: none of the daemon's business.
+bool isHangup(int signal) {
+    return signal == SIGHUP || signal == SIGPIPE;
+}
+
+[[noreturn]] void take(int signal) {
+    if (isHangup(signal)) {
+        endRun(128 + signal);
+    }
+    deliverSignal(signal);
+}
+
+void takePending() {
+    take(gSignal);
+}
+
+// On the thread whose write failed. The one that watches waits for the signal.
+void passOn(int signal) {
+    pthread_kill(gWatcher, signal);
 }
 
 // Ends a run that cannot end itself.
@@ -32,13 +50,16 @@ void deliverPending() {
 
 void takeSignal(int signal) {
     if (!clockIsVirtual()) {
-        deliverSignal(signal);
+        take(signal);
     }
-    if (gSignal.exchange(signal) != 0) {
+    if (int none = 0; !gSignal.compare_exchange_strong(none, signal)) {
+        if (isHangup(signal)) {
+            return;
+        }
         // The first one is still waiting for an actor that does not yield.
         giveUp(128 + signal);
     }
-    interruptRun(deliverPending);
+    interruptRun(takePending);
     eventfd_write(signalDescriptor(), 1);
 }
 
@@ -90,11 +111,24 @@ void startWatch(int guardSeconds) {
     signalDescriptor();
     sigset_t signals;
     sigemptyset(&signals);
-    for (const int signal : {SIGINT, SIGQUIT, SIGTERM}) {
+    for (const int signal : {SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGPIPE}) {
         sigaddset(&signals, signal);
     }
+    // Whoever started the run may want it to outlive the terminal.
+    struct sigaction hangup {};
+    if (sigaction(SIGHUP, nullptr, &hangup) == 0 && hangup.sa_handler == SIG_IGN) {
+        sigdelset(&signals, SIGHUP);
+    }
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    std::thread(watch, signals, guardSeconds).detach();
+    std::thread watcher(watch, signals, guardSeconds);
+    gWatcher = watcher.native_handle();
+    watcher.detach();
+    // This one comes to the thread that writes.
+    std::signal(SIGPIPE, passOn);
+    sigset_t pipe;
+    sigemptyset(&pipe);
+    sigaddset(&pipe, SIGPIPE);
+    pthread_sigmask(SIG_UNBLOCK, &pipe, nullptr);
 }
 
 }  // namespace twin

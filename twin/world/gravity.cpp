@@ -18,7 +18,7 @@ constexpr struct {
     {"wall90", {0.0, 1.0, 0.0}},   {"wall180", {-1.0, 0.0, 0.0}}, {"wall270", {0.0, -1.0, 0.0}},
 };
 
-Vector gUp = kMounts[0].up;
+const auto* gMount = &kMounts[0];
 
 Vector combine(double first, const Vector& a, double second, const Vector& b) {
     return {first * a.x + second * b.x, first * a.y + second * b.y, first * a.z + second * b.z};
@@ -33,11 +33,15 @@ double product(const Vector& a, const Vector& b) {
 bool mountCamera(const std::string& mount) {
     for (const auto& row : kMounts) {
         if (mount == row.mount) {
-            gUp = row.up;
+            gMount = &row;
             return true;
         }
     }
     return false;
+}
+
+const char* mountName() {
+    return gMount->mount;
 }
 
 Vector gravityReading(int pan, int tilt, int rotate) {
@@ -52,7 +56,8 @@ Vector gravityReading(int pan, int tilt, int rotate) {
     const Vector below = combine(std::sin(drop), ahead, -std::cos(drop), normal);
     const Vector x = combine(std::cos(roll), right, std::sin(roll), below);
     const Vector y = combine(-std::sin(roll), right, std::cos(roll), below);
-    return {kGravity * product(x, gUp), kGravity * product(y, gUp), kGravity * product(view, gUp)};
+    const Vector& up = gMount->up;
+    return {kGravity * product(x, up), kGravity * product(y, up), kGravity * product(view, up)};
 }
 
 }  // namespace twin

@@ -15,6 +15,9 @@ struct Vector {
 // other word.
 bool mountCamera(const std::string& mount);
 
+// The word for how it is mounted.
+const char* mountName();
+
 // The acceleration in m/s² in the sensor's axes, with the head at these true positions.
 Vector gravityReading(int pan, int tilt, int rotate);
 
