@@ -134,10 +134,16 @@ void noteSet(std::string_view key, std::string_view value) {
         return;
     }
     const OwnWriting allowed;
-    const ssize_t count = write(gSets, line.data(), line.size());
-    if (count != static_cast<ssize_t>(line.size()) && !std::exchange(gSetLost, true)) {
+    const off_t end = lseek(gSets, 0, SEEK_END);
+    errno = ENOSPC;  // what a line that fits in part only has met
+    if (write(gSets, line.data(), line.size()) == static_cast<ssize_t>(line.size())) {
+        return;
+    }
+    if (!std::exchange(gSetLost, true)) {
         complain(failureOf(setsPath(), "a set cannot be added"));
     }
+    // Half a line would spoil the next one.
+    [[maybe_unused]] const int cut = ftruncate(gSets, end);
 }
 
 void closeJournal() {
