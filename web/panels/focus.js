@@ -29,7 +29,8 @@ const present =
     shape('g', {class: 'present'}, shape('line', {y1: 16, y2: floor}), shape('circle', {r: 5}));
 const scale = shape('g', {class: 'scale'});
 const chart = shape(
-    'svg', {viewBox: `0 0 ${width} ${height}`, role: 'img', 'aria-label': 'Sharpness over focus'},
+    'svg',
+    {viewBox: `-12 0 ${width + 24} ${height}`, role: 'img', 'aria-label': 'Sharpness over focus'},
     shape('line', {class: 'floor', x1: 0, x2: width, y1: floor, y2: floor}), scale, peak, curve,
     path, dots, present, chosen);
 const summary = element('p', {class: 'summary'});

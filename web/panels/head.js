@@ -30,7 +30,7 @@ const orbit = {
     distance: 8.2
 };
 /** A wall is looked at from the room. */
-const wallSide = Math.PI * 0.86;
+const wallSide = Math.PI * 0.68;
 
 function aimCamera() {
     const {lift, distance} = orbit;
@@ -38,6 +38,7 @@ function aimCamera() {
     camera.position.set(
         distance * Math.cos(lift) * Math.sin(heading), distance * Math.sin(lift),
         distance * Math.cos(lift) * Math.cos(heading));
+    headModel.setEye(heading, lift);
     camera.lookAt(0, 0, 0);
     camera.aspect = stage.clientWidth / Math.max(1, stage.clientHeight);
     camera.updateProjectionMatrix();
@@ -61,7 +62,6 @@ function believedPose(head) {
 
 const draw = drawSoon(() => {
     const head = model.head;
-    stage.classList.toggle('dark', head === null || !head.on);
     if (head === null || head.pan === undefined) return;
     const believed = believedPose(head);
     headModel.setMount(head.mount);

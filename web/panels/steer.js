@@ -63,7 +63,7 @@ export function makeSteer() {
         ...pad.map(([arrow, pan, tilt]) => padField(arrow, pan, tilt)));
     const rockers = element(
         'div', {class: 'rockers'}, rocker('Zoom', 'zoom', ['−', 'out'], ['+', 'in']),
-        rocker('Focus', 'focus', ['−', 'near'], ['+', 'far']),
+        rocker('Focus', 'focus', ['near', 'near'], ['far', 'far']),
         rocker('Turn', 'rotate', ['↺', 'backward'], ['↻', 'forward']),
         rocker('Iris', 'iris', ['−', 'close'], ['+', 'open'], 'r:0'),
         element('div', {class: 'speed'}, element('label', {for: 'speed'

@@ -141,6 +141,8 @@ export class HeadModel {
     #ghost = makeMoving(ghostPaint);
     #lamps = makeLamps();
     #gravity = makeArrow();
+    #key = new THREE.DirectionalLight(0xffffff, 0.75);
+    #fill = new THREE.DirectionalLight(0xbfd8ff, 0.3);
 
     constructor() {
         const surface = part(
@@ -161,12 +163,9 @@ export class HeadModel {
         // Where both nearly coincide the outline still shows, as a rim.
         this.#ghost.pan.scale.setScalar(1.03);
         this.#mount.matrixAutoUpdate = false;
-        const key = new THREE.DirectionalLight(0xffffff, 0.75);
-        key.position.set(3, 5, 4);
-        const fill = new THREE.DirectionalLight(0xbfd8ff, 0.3);
-        fill.position.set(-4, -3, 3);
         this.scene.add(
-            this.#mount, this.#gravity, key, fill, new THREE.AmbientLight(0xffffff, 0.42));
+            this.#mount, this.#gravity, this.#key, this.#fill,
+            new THREE.AmbientLight(0xffffff, 0.42));
     }
 
     /** @param {string} mount */
@@ -176,8 +175,18 @@ export class HeadModel {
         // The middle of the head is the middle of the picture.
         this.#mount.matrix.setPosition(z.clone().multiplyScalar(-1.25));
         this.#mount.matrixWorldNeedsUpdate = true;
-        const side = y.clone().multiplyScalar(2.1).add(x.clone().multiplyScalar(-0.4));
-        this.#gravity.position.copy(side.setY(Math.abs(side.y) > 1 ? 0.4 : 0.6));
+    }
+
+    /**
+     * Lights the head from where it is looked at, and puts gravity's arrow beside it.
+     * @param {number} heading  of the eye, in radians
+     * @param {number} lift
+     */
+    setEye(heading, lift) {
+        const [s, c] = [Math.sin(heading), Math.cos(heading)];
+        this.#key.position.set(3 * c + 4 * s, 5 + 4 * lift, 4 * c - 3 * s);
+        this.#fill.position.set(-4 * c + 3 * s, 3 * lift - 3, 3 * c + 4 * s);
+        this.#gravity.position.set(2.5 * c, 0.6, -2.5 * s);
     }
 
     /** @param {Pose} pose @param {Pose|null} believed  the daemon's, where it differs */

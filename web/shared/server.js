@@ -50,7 +50,7 @@ export async function readFaults() {
     model.knownFaults = [];
     model.activeFaults = [];
     for (const line of answers) {
-        const active = /^= active (.*)$/.exec(line);
+        const active = /^= active: (.*)$/.exec(line);
         const known = /^= (.+?): (.*)$/.exec(line);
         if (active) {
             model.activeFaults.push(active[1]);

@@ -1,0 +1,131 @@
+"""A real Chromium, and what a person does with it."""
+
+import json
+import time
+
+from selenium import webdriver
+from selenium.webdriver import ActionChains
+from selenium.webdriver.chrome.options import Options
+from selenium.webdriver.chrome.service import Service
+from selenium.webdriver.common.by import By
+from selenium.webdriver.support.ui import Select
+
+PATIENCE = 6  # seconds until a condition counts as not met
+
+FLAGS = ("--headless=new", "--no-sandbox", "--use-angle=swiftshader", "--enable-unsafe-swiftshader",
+         "--disable-background-networking", "--no-first-run", "--disable-component-update",
+         "--disable-sync", "--disable-default-apps", "--hide-scrollbars", "--mute-audio")
+
+
+class Browser:
+    def __init__(self, profile):
+        options = Options()
+        options.binary_location = "/usr/bin/chromium"
+        for flag in (*FLAGS, f"--user-data-dir={profile}"):
+            options.add_argument(flag)
+        options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
+        self.driver = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
+        self.requested = set()
+        self.complaints = []
+
+    def quit(self):
+        self.driver.quit()
+
+    def size(self, width, height, touch=False):
+        self.driver.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", {
+            "width": width, "height": height, "deviceScaleFactor": 1, "mobile": touch})
+
+    def theme(self, name):
+        self.driver.execute_cdp_cmd("Emulation.setEmulatedMedia", {
+            "features": [{"name": "prefers-color-scheme", "value": name},
+                         {"name": "prefers-reduced-motion", "value": "reduce"}]})
+
+    def open(self, url):
+        self.driver.get(url)
+        self.wait(lambda: self.state() == "on", "the page says that the camera is on")
+
+    def state(self):
+        return self.script("return document.body.dataset.state")
+
+    def script(self, text, *arguments):
+        return self.driver.execute_script(text, *arguments)
+
+    def wait(self, condition, meaning):
+        """Polls until the condition holds; its value."""
+        end = time.monotonic() + PATIENCE
+        while True:
+            value = condition()
+            if value:
+                return value
+            if time.monotonic() > end:
+                raise AssertionError(f"not within {PATIENCE} s: {meaning}")
+            time.sleep(0.01)
+
+    def wait_equal(self, value, expected, meaning):
+        """Polls until the value is the expected one; says what it was if it never is."""
+        seen = []
+
+        def equal():
+            seen[:] = [value()]
+            return seen[0] == expected
+        try:
+            self.wait(equal, meaning)
+        except AssertionError as error:
+            raise AssertionError(f"{error}: {seen[0]!r}, expected {expected!r}") from None
+
+    def find(self, selector):
+        return self.driver.find_element(By.CSS_SELECTOR, selector)
+
+    def find_all(self, selector):
+        return self.driver.find_elements(By.CSS_SELECTOR, selector)
+
+    def named(self, name, inside=""):
+        """The control with a spoken name."""
+        return self.find(f'{inside} [aria-label="{name}"]')
+
+    def command(self, text):
+        """The button that sends a command."""
+        return self.find(f'button[data-command="{text}"]')
+
+    def text(self, selector):
+        return self.script("return document.querySelector(arguments[0])?.textContent", selector)
+
+    def show(self, element):
+        self.script("arguments[0].scrollIntoView({block: 'center'})", element)
+
+    def sent(self):
+        return self.text(".console .last")
+
+    def click(self, element, command):
+        """Presses a button and waits until the console has carried out its command."""
+        self.forget_sent()
+        self.show(element)
+        element.click()
+        self.wait_sent(command)
+
+    def choose(self, element, value, command):
+        self.forget_sent()
+        self.show(element)
+        Select(element).select_by_value(value)
+        self.wait_sent(command)
+
+    def forget_sent(self):
+        self.script("document.querySelector('.console .last').textContent = ''")
+
+    def wait_sent(self, command):
+        self.wait_equal(self.sent, "sent: " + "  ·  ".join(command.split("\n")), "the command was carried out")
+
+    def press(self, element):
+        self.show(element)
+        ActionChains(self.driver).click_and_hold(element).perform()
+
+    def release(self):
+        ActionChains(self.driver).release().perform()
+
+    def take_logs(self):
+        """Remembers what was requested and complained about since the last call."""
+        self.complaints += [entry["message"] for entry in self.driver.get_log("browser")]
+        for entry in self.driver.get_log("performance"):
+            message = json.loads(entry["message"])["message"]
+            if message["method"] == "Network.requestWillBeSent":
+                self.requested.add(message["params"]["request"]["url"])

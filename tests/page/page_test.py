@@ -1,0 +1,540 @@
+"""The page in a real Chromium, against the twin's own truth: what is shown is what GET /head says,
+and what is pressed is done. Time moves only where a test runs it.
+
+usage: page_test.py KESTREL_TWIN [unittest's arguments]
+"""
+
+import io
+import math
+import re
+import shutil
+import sys
+import tempfile
+import unittest
+
+from PIL import Image
+
+from browser import Browser
+from twin import AXES, Twin, best_focus, roll_of
+
+PROGRAM = sys.argv.pop(1)
+MOUNTS = ("ceiling", "desktop", "wall0", "wall90", "wall180", "wall270")
+BOOT = 20  # seconds in which the camera boots and homes
+
+HIGH = {"front_left": "red", "front_right": "blue", "back_left": "green", "back_right": "white"}
+
+
+def setUpModule():
+    global twin, page, profile
+    profile = tempfile.mkdtemp()
+    twin = Twin(PROGRAM)
+    page = Browser(profile)
+    page.size(1200, 800)
+    page.theme("light")
+    twin.run(BOOT)
+    page.open(twin.url)
+
+
+def tearDownModule():
+    page.quit()
+    twin.stop()
+    shutil.rmtree(profile, ignore_errors=True)
+
+
+def settled():
+    """Every axis at rest, as the page shows it."""
+    twin.run(20)
+    shows_positions()
+
+
+def shows_positions():
+    for axis in AXES:
+        page.wait_equal(lambda: page.text(f'[data-axis="{axis}"] .number'), str(twin.position(axis)),
+                        f"{axis} is shown as it is")
+
+
+class Buttons(unittest.TestCase):
+    """Every button's command arrives, and the head does it."""
+
+    def test_holding_moves_until_released(self):
+        for name, axis, direction in (
+                ("left", "pan", 1), ("right", "pan", -1), ("up", "tilt", 1), ("down", "tilt", -1),
+                ("Zoom in", "zoom", 1), ("Zoom out", "zoom", -1),
+                ("Turn forward", "rotate", 1), ("Turn backward", "rotate", -1),
+                ("Focus near", "focus", 1), ("Focus far", "focus", -1),
+                ("Iris close", "iris", 1), ("Iris open", "iris", -1)):
+            with self.subTest(name):
+                twin.do("set lens.camN.focus a:900", "run 3")
+                before = twin.position(axis)
+                button = page.named(name, "#steer")
+                begin, end = button.get_attribute("data-command").split("\n")
+                page.forget_sent()
+                page.press(button)
+                page.wait_sent(begin)
+                twin.run(0.3)
+                held = twin.position(axis)
+                page.release()
+                page.wait_sent(end)
+                twin.run(3)
+                after = twin.position(axis)
+                self.assertGreater((held - before) * direction, 0, "moves while it is held")
+                twin.run(3)
+                self.assertEqual(twin.position(axis), after, "stands still when it is released")
+        shows_positions()
+
+    def test_a_diagonal_moves_both_axes_at_the_chosen_speed(self):
+        page.script("const s = document.getElementById('speed'); s.value = 8; s.dispatchEvent(new Event('input'))")
+        before = twin.head()
+        button = page.named("up and left", "#steer")
+        page.forget_sent()
+        page.press(button)
+        page.wait_sent("set lens.camN.pan left:8\nset lens.camN.tilt up:8")
+        twin.run(0.3)
+        page.release()
+        page.wait_sent("set lens.camN.pan stop\nset lens.camN.tilt stop")
+        twin.run(3)
+        self.assertGreater(twin.position("pan"), before["pan"]["position"])
+        self.assertGreater(twin.position("tilt"), before["tilt"]["position"])
+
+    def test_runs_end_where_they_should(self):
+        away = ("set lens.camN.pan a:9000", "set lens.camN.tilt a:2000", "set lens.camN.zoom a:300",
+                "set lens.camN.focus a:700", "run 8", "set lens.camN.rotate a:2000", "run 5")
+        rows = (
+            ("action.cmd home1", {"pan": 22166, "tilt": 3200, "zoom": 0, "iris": 0}),
+            ("action.cmd homefast", {"pan": 22166, "tilt": 3200, "rotate": 533, "zoom": 0}),
+            ("action.cmd home3", {"pan": 22166, "tilt": 3200, "rotate": 2000, "zoom": 300}),
+            ("action.cmd home", {"pan": 9000, "tilt": 2000, "rotate": 2000, "zoom": 0}),
+        )
+        for word, places in rows:
+            with self.subTest(word):
+                twin.do(*away)
+                command = f"set lens.camN.{word}"
+                page.click(page.command(command), command)
+                twin.run(40)
+                for axis, place in places.items():
+                    self.assertEqual(twin.position(axis), place, axis)
+
+    def test_autofocus_ends_sharp_and_its_samples_are_shown(self):
+        twin.do("set lens.camN.zoom a:300", "set lens.camN.focus a:1700", "run 5")
+        for word in ("focus fullrange", "action.cmd AF"):
+            with self.subTest(word):
+                twin.do("set lens.camN.focus a:1700", "run 3")
+                command = f"set lens.camN.{word}"
+                page.click(page.command(command), command)
+                twin.run(20)
+                self.assertLess(abs(twin.position("focus") - best_focus(twin.head())), 9)
+                shows_positions()
+                page.wait(lambda: not page.find(".stage .hint").is_displayed(),
+                          "no hint that the picture is out of focus")
+                page.wait(lambda: len(page.find_all("#focus .samples circle")) > 20, "the samples are drawn")
+                self.assertIn(f"chose {twin.position('focus')}", page.text("#focus .summary"))
+
+    def test_presets_are_stored_reached_and_deleted(self):
+        def press(word):
+            command = f"set lens.camN.act_preset {word}"
+            page.click(page.command(command), command)
+            twin.run(25)
+        twin.do("set lens.camN.pan a:15000", "set lens.camN.tilt a:2500", "run 8")
+        press("1:set")
+        self.assertTrue(twin.key("lens.camN.preset1").startswith("15000,2500,"))
+        twin.do("set lens.camN.pan a:30000", "set lens.camN.tilt a:3000", "run 8")
+        press("2:set:lock")
+        press("1:go")
+        self.assertEqual((twin.position("pan"), twin.position("tilt")), (15000, 2500))
+        press("2:go")
+        self.assertEqual((twin.position("pan"), twin.position("tilt")), (30000, 3000))
+        press("1:del")
+        self.assertEqual(twin.key("lens.camN.preset1"), "-1,-1,-1,-1,-1,-1,-1,-1")
+        press("2:set")
+        press("2:del")
+        press("1:set:lock")
+        self.assertNotIn(twin.key("lens.camN.preset1").split(",")[3], ("-1",))
+
+    def test_filter_and_encoder(self):
+        for command, seen in (("set gpio.camN.out.icr night", lambda: twin.head()["icr"] == "night"),
+                              ("set gpio.camN.out.icr day", lambda: twin.head()["icr"] == "day"),
+                              ("set encode.camN.status stop", lambda: twin.key("encode.camN.status") == "stop"),
+                              ("set encode.camN.status start", lambda: twin.key("encode.camN.status") == "start")):
+            page.click(page.command(command), command)
+            self.assertTrue(seen(), command)
+
+    def test_orientation_modes(self):
+        for mode in ("auto", "off"):
+            command = f"set lens.camN.mode_rotate {mode}"
+            page.click(page.command(command), command)
+            self.assertEqual(twin.key("lens.camN.mode_rotate"), mode)
+
+    def test_faults_come_and_go(self):
+        choice = page.find("#fault-name")
+        usages = [option.get_attribute("value") for option in choice.find_elements("css selector", "option")]
+        self.assertGreater(len(usages), 20)
+        # A version is no fault that is in force; the others would keep the camera from going on.
+        for usage in (one for one in usages if " version " not in one and
+                      not one.startswith(("power-cut", "call", "bus-refuse"))):
+            with self.subTest(usage):
+                page.forget_sent()
+                page.show(choice)
+                page.script("arguments[0].value = arguments[1]; arguments[0].dispatchEvent(new Event('change'))",
+                            choice, usage)
+                command = f"fault {page.script('return document.getElementById(`fault-text`).value')}"
+                page.find(".inject button").click()
+                page.wait_sent(command)
+                page.wait(lambda: page.find_all("#faults .active button"), "the fault is listed")
+                page.click(page.find("#faults .active button"),
+                           page.find("#faults .active button").get_attribute("data-command"))
+                page.wait_equal(lambda: page.text("#faults .active"), "None in force", "the fault is gone")
+                self.assertIn("none active", twin.do("fault"))
+        twin.do("fault scene dark", "fault axis pan slow 3")
+        page.click(page.command("fault clear"), "fault clear")
+        self.assertIn("none active", twin.do("fault"))
+
+    def test_a_click_into_the_picture_centres_there(self):
+        twin.do("set lens.camN.pan a:22166", "set lens.camN.tilt a:3200", "set lens.camN.zoom a:0", "run 8",
+                "set image.camN.flip off", "set image.camN.mirror off", "set image.camN.rotate off",
+                "run 5", "set lens.camN.rotate a:533", "run 5")
+        shows_positions()
+        stage = page.find(".stage")
+        page.show(stage)
+        page.forget_sent()
+        # A quarter of the picture to the right, a quarter up: from gravity's geometry, where the
+        # picture is 100 degrees wide.
+        page.script("const s = document.querySelector('.stage'), r = s.getBoundingClientRect();"
+                    "s.dispatchEvent(new MouseEvent('click', {bubbles: true, clientX: r.left + r.width * 0.75,"
+                    " clientY: r.top + r.height * 0.25}))")
+        half = math.tan(math.radians(50))
+        right, top = 0.5 * half, 0.5 * half * 9 / 16
+        level, rise = math.cos(math.radians(30)) + top * math.sin(math.radians(30)), \
+            -math.sin(math.radians(30)) + top * math.cos(math.radians(30))
+        heading = 180 + math.degrees(math.atan2(right, level))
+        drop = -math.degrees(math.atan2(rise, math.hypot(right, level)))
+        page.wait(lambda: re.fullmatch(r"sent: set lens.camN.pan a:\d+  ·  set lens.camN.tilt a:\d+", page.sent() or ""),
+                  "both axes are sent")
+        twin.run(10)
+        self.assertAlmostEqual(twin.position("pan") * 360 / 44333, heading, delta=0.3)
+        self.assertAlmostEqual(130 - twin.position("tilt") / 32, drop, delta=0.3)
+
+    def test_a_click_on_a_bar_goes_there(self):
+        for axis in ("pan", "tilt", "zoom", "focus", "rotate", "iris"):
+            with self.subTest(axis):
+                bar = page.find(f'[data-axis="{axis}"] .bar')
+                page.show(bar)
+                page.forget_sent()
+                bar.click()  # in its middle
+                goal = page.wait(lambda: re.fullmatch(rf"sent: set lens.camN.{axis} a:(\d+)", page.sent() or ""),
+                                 "the middle is sent")
+                twin.run(12)
+                self.assertEqual(twin.position(axis), int(goal.group(1)))
+
+    def test_any_key_can_be_set_and_the_console_answers(self):
+        for selector, text in (("#set-key", "lens.camN.zoom"), ("#set-value", "a:77")):
+            field = page.find(selector)
+            page.show(field)
+            field.clear()
+            field.send_keys(text)
+        page.click(page.find(".set button"), "set lens.camN.zoom a:77")
+        twin.run(5)
+        self.assertEqual(twin.position("zoom"), 77)
+        page.wait_equal(lambda: page.text('[data-key="lens.camN.position_zoom"] .value'), "77", "the table follows")
+        line = page.find(".console input")
+        line.send_keys("get lens.camN.position_zoom\n")
+        page.wait_equal(lambda: page.text(".console .answer"), "lens.camN.position_zoom 77", "the answer is shown")
+        line.send_keys("nonsense\n")
+        page.wait(lambda: "unknown command" in (page.sent() or ""), "a refusal is shown")
+
+    def test_the_mount_and_the_speed_of_time(self):
+        page.choose(page.named("Mount"), "desktop", "mount desktop")
+        page.wait(lambda: twin.head()["mount"] == "desktop", "the mount is another")
+        self.assertGreater(twin.head()["gravity"][2], 0, "it looks up now")
+        page.choose(page.named("Mount"), "ceiling", "mount ceiling")
+
+
+class Shown(unittest.TestCase):
+    """What is on the screen is the twin's truth."""
+
+    def picture(self):
+        """The picture's pixels without what lies over it."""
+        page.script("document.querySelector('.cross').style.display = 'none'")
+        stage = page.find(".stage")
+        page.show(stage)
+        return Image.open(io.BytesIO(stage.screenshot_as_png)).convert("RGB")
+
+    @staticmethod
+    def roll_in(picture):
+        """The lean of up, from where the sky is: blue exceeds green there, and nowhere on the ground."""
+        small = picture.resize((160, 90))
+        sums = {True: [0, 0, 0], False: [0, 0, 0]}
+        for y in range(90):
+            for x in range(160):
+                r, g, b = small.getpixel((x, y))
+                # A round picture, so that the corners of the frame pull nowhere.
+                if (x - 80) ** 2 + (y - 45) ** 2 < 45 ** 2 and r + g + b > 60:
+                    count = sums[b > g + 8]
+                    count[0] += x
+                    count[1] += y
+                    count[2] += 1
+        sky, land = sums[True], sums[False]
+        if min(sky[2], land[2]) < 150:
+            raise AssertionError(f"no horizon in the picture: {sky[2]} and {land[2]} of its points")
+        return math.degrees(math.atan2(sky[0] / sky[2] - land[0] / land[2], land[1] / land[2] - sky[1] / sky[2]))
+
+    def check_roll(self, head, settings):
+        expected = roll_of(head, *settings)
+        page.wait(lambda: abs(turn(float(page.find(".stage").get_attribute("data-roll")) - expected)) < 0.1,
+                  f"the roll is {expected:.1f}")
+        self.assertLess(abs(turn(self.roll_in(self.picture()) - expected)), 9, "and so the horizon lies")
+
+    def test_the_picture_rolls_as_the_head_does_and_levels_on_every_mount(self):
+        # Where each mount sees its horizon.
+        places = {"ceiling": (22166, 4160), "desktop": (22166, 4160), "wall0": (11083, 3200), "wall90": (22166, 3200),
+                  "wall180": (11083, 3200), "wall270": (22166, 3200)}
+        twin.do("set lens.camN.zoom a:0", "set lens.camN.focus a:274", "run 8")
+        for mount, (pan, tilt) in places.items():
+            for settings in ((False, False, False), (True, True, False), (True, False, False), (False, False, True)):
+                with self.subTest(mount, settings=settings):
+                    twin.do(f"mount {mount}", f"set lens.camN.pan a:{pan}", f"set lens.camN.tilt a:{tilt}", "run 10",
+                            *(f"set image.camN.{name} {'on' if on else 'off'}"
+                              for name, on in zip(("flip", "mirror", "rotate"), settings)), "run 10",
+                            "set lens.camN.rotate a:1500", "run 5")
+                    shows_positions()
+                    self.check_roll(twin.head(), settings)
+            with self.subTest(mount, levelled=True):
+                twin.do("set image.camN.rotate off", "run 20")
+                page.click(page.command("set lens.camN.rotate auto"), "set lens.camN.rotate auto")
+                twin.run(20)
+                shows_positions()
+                settings = [twin.key(f"image.camN.{name}") == "on" for name in ("flip", "mirror", "rotate")]
+                self.check_roll(twin.head(), settings)
+                self.assertLess(abs(roll_of(twin.head(), *settings)), 1.5, "upright")
+        twin.do("mount ceiling", "set image.camN.flip off", "set image.camN.mirror off", "run 5")
+
+    def test_the_blur_grows_with_the_distance_from_the_best_focus(self):
+        twin.do("set lens.camN.zoom a:200", "run 5")
+        edges = []
+        blurs = []
+        for distance in (0, 60, 200, 600, 1500):
+            twin.do(f"set lens.camN.focus a:{658 + distance}", "run 3")
+            if distance <= 200:  # beyond, the sharpness tells the distance no more
+                self.assertAlmostEqual(best_focus(twin.head()), 658, delta=max(3, distance / 20))
+            shows_positions()
+            width = page.find(".sensor").size["width"]
+            expected = 2.6 * distance / (distance + 420) * width / 100
+            page.wait(lambda: abs(float(page.find(".stage").get_attribute("data-blur")) - expected) < 0.05, "the blur")
+            style = page.script("return getComputedStyle(document.querySelector('.sensor')).filter")
+            blurs.append(float(re.match(r"blur\(([\d.]+)px\)", style).group(1)))
+            self.assertAlmostEqual(blurs[-1], expected, delta=0.05)
+            edges.append(edge_energy(self.picture()))
+        self.assertEqual(blurs, sorted(set(blurs)))
+        self.assertEqual(edges, sorted(set(edges), reverse=True), "each picture has less detail than the one before")
+
+    def test_iris_and_filter_change_light_and_colour(self):
+        twin.do("set lens.camN.zoom a:0", "set lens.camN.focus a:274", "set lens.camN.iris full_open", "run 5")
+        shows_positions()
+        bright = self.picture()
+        twin.do("set lens.camN.iris full_close", "run 5")
+        shows_positions()
+        self.assertLess(mean_light(self.picture()), 0.5 * mean_light(bright))
+        twin.do("set lens.camN.iris full_open", "set gpio.camN.out.icr night", "run 5")
+        shows_positions()
+        page.wait(lambda: "sepia" in page.script("return document.querySelector('.sensor').style.filter"), "false colours")
+        twin.do("set gpio.camN.out.icr day")
+
+    def test_all_leds_have_the_colours_of_their_words(self):
+        def check(meaning):
+            twin.run(0.1)
+            words = twin.head()["leds"]
+            for i, word in enumerate(words):
+                white, *colour = bytes.fromhex(word)
+                seen = [round(255 * (min(255, level + white) / 255) ** (1 / 2.2)) for level in colour]
+                expected = f"rgb({seen[0]}, {seen[1]}, {seen[2]})"
+                if word == "00000000":
+                    page.wait(lambda: not page.script("return document.querySelector(arguments[0]).matches('.lit')",
+                                                      f'[data-led="{i}"]'), f"{meaning}: LED {i} is dark")
+                else:
+                    page.wait_equal(lambda: page.script(
+                        "return getComputedStyle(document.querySelector(arguments[0])).backgroundColor",
+                        f'[data-led="{i}"]'), expected, f"{meaning}: LED {i}")
+            return words
+        for place, colour in HIGH.items():
+            name = place.replace("_", " ").capitalize()
+            key = f"lens.camN.light.{place}"
+            page.choose(page.named(f"{name}: state"), "on", f"set {key}.state on")
+            page.choose(page.named(f"{name}: colour"), colour, f"set {key}.color {colour}")
+            page.choose(page.named(f"{name}: brightness"), "high", f"set {key}.brightness high")
+        words = check("four colours")
+        self.assertEqual(words, ["0000ff00"] * 2 + ["00ff0000"] * 2 + ["000000ff"] * 2 + ["ff000000"] * 2)
+        # Looking low into the dark, the lights that the head would see are dimmed.
+        twin.do("set lens.camN.tilt a:4400", "set lens.camN.pan a:11000", "run 8",
+                "set image.camN.exposure.current_gain 12000")
+        self.assertNotEqual(check("dimmed"), words)
+        twin.do("set image.camN.exposure.current_gain 0", "set lens.global.led_ctrl 1,0,1,0,1,0,1,0")
+        self.assertIn("00000000", check("every other one disabled"))
+        twin.do("set lens.global.led_ctrl 1,1,1,1,1,1,1,1")
+        page.choose(page.named("Demo pattern"), "3", "set demo.led.mode 3")
+        for _ in range(3):
+            check("a demo pattern")
+        page.choose(page.named("Demo pattern"), "0", "set demo.led.mode 0")
+        page.click(page.named("Event 3"), "set lens.camN.light.onvif_mode 0,0,0,1,0,0,0,0,0,0,0")
+        for _ in range(3):
+            check("an event")
+        page.wait_equal(lambda: page.named("Event 3").get_attribute("aria-pressed"), "true", "the event is on")
+        page.click(page.named("Event 3"), "set lens.camN.light.onvif_mode 0,0,0,0,0,0,0,0,0,0,0")
+        for place in HIGH:
+            twin.do(f"set lens.camN.light.{place}.state off")
+        page.choose(page.named("Power limit"), "128", "set lens.global.led_power 128")
+        check("off")
+        page.choose(page.named("Power limit"), "255", "set lens.global.led_power 255")
+
+    def test_what_the_daemon_believes_is_shown_beside_the_truth(self):
+        twin.do("set lens.camN.pan a:22000", "set lens.camN.tilt a:4160", "run 8", "fault axis pan slip 2000",
+                "set lens.camN.pan a:26000", "run 8")
+        self.assertEqual(twin.position("pan"), 24000)
+        shows_positions()
+        page.wait_equal(lambda: page.text('[data-axis="pan"] .mark'), "daemon says 26000", "the mark")
+        page.wait(lambda: page.find(".believed").is_displayed(), "the place that the daemon believes")
+        page.wait_equal(lambda: page.text("#head .note"), "Outline: where the daemon believes it is", "the outline")
+        twin.do("set lens.camN.action.cmd home1", "run 30")
+        page.wait(lambda: not page.find('[data-axis="pan"] .mark').is_displayed(), "no mark after homing")
+        page.wait(lambda: not page.find(".believed").is_displayed(), "nor in the picture")
+
+    def test_events_can_be_searched_filtered_and_held(self):
+        def rows(kind=""):
+            return page.script("return [...document.querySelectorAll('.events li')].filter(e => !arguments[0] ||"
+                               " e.dataset.kind === arguments[0]).map(e => e.lastElementChild.textContent)", kind)
+        twin.do("set lens.camN.zoom a:123", "run 5")
+        page.wait(lambda: "lens.camN.zoom a:123" in rows("cmd"), "the set is listed")
+        page.wait(lambda: any(text.startswith("setZoom8") for text in rows("mcu")), "and the order")
+        page.show(page.find('.kinds'))
+        page.find('.kinds [data-kind="mcu"]').click()
+        page.wait(lambda: not rows("mcu") and rows("bus"), "orders are filtered")
+        page.find('.kinds [data-kind="mcu"]').click()
+        search = page.find(".tools input")
+        search.send_keys("position_zoom")
+        page.wait(lambda: rows() and all("position_zoom" in text for text in rows()), "the search")
+        search.clear()
+        search.send_keys(" ")
+        search.clear()
+        page.script("document.querySelector('.tools input').dispatchEvent(new Event('input'))")
+        pause = page.find(".tools button[aria-pressed]:not([data-kind])")
+        pause.click()
+        twin.do("set lens.camN.zoom a:321", "run 5")
+        page.wait_equal(lambda: page.text('[data-axis="zoom"] .number'), "321", "the rest of the page goes on")
+        self.assertNotIn("lens.camN.zoom a:321", rows())
+        pause.click()
+        page.wait(lambda: "lens.camN.zoom a:321" in rows(), "what came meanwhile")
+
+
+class Whole(unittest.TestCase):
+    """The page as a whole: power, program, keyboard, sizes."""
+
+    def test_the_power_is_cut_and_switched_on_again(self):
+        twin.do("set lens.camN.pan a:12000", "run 8", "set lens.camN.act_preset 1:set", "run 1")
+        page.click(page.command("power-cut"), "power-cut")
+        page.wait_equal(page.state, "off", "the page says that the camera is off")
+        self.assertEqual(page.text(".stage .off"), "The camera is off")
+        self.assertTrue(page.find(".stage .off").is_displayed())
+        self.assertFalse(twin.head()["on"])
+        page.click(page.command("power-on"), "power-on")
+        page.wait_equal(page.state, "on", "the page says that the camera is on")
+        twin.run(BOOT)
+        shows_positions()
+        self.assertTrue(twin.key("lens.camN.preset1").startswith("12000,"), "it is the same camera")
+
+    def test_the_program_is_started_again(self):
+        global twin
+        port = twin.port
+        twin.stop()
+        page.wait_equal(page.state, "lost", "the page says that nobody answers")
+        twin = Twin(PROGRAM, "--seed", "7", port=port)
+        twin.run(BOOT)
+        page.wait_equal(page.state, "on", "the page has come back by itself")
+        shows_positions()
+        twin.do("set lens.camN.zoom a:55", "run 5")
+        page.wait_equal(lambda: page.text('[data-key="lens.camN.position_zoom"] .value'), "55", "its keys are the new ones")
+        page.take_logs()
+        # What the browser itself says about the connections that failed is no error of the page.
+        page.complaints = [text for text in page.complaints if "ERR_" not in text]
+
+    def test_keyboard(self):
+        def key(element, name, down=True):
+            page.script("arguments[0].focus(); arguments[0].dispatchEvent(new KeyboardEvent(arguments[2], "
+                        "{key: arguments[1], bubbles: true, cancelable: true}))", element, name, "keydown" if down else "keyup")
+        before = twin.position("tilt")
+        up = page.named("up", "#steer")
+        begin, end = up.get_attribute("data-command").split("\n")
+        page.forget_sent()
+        key(up, " ")
+        page.wait_sent(begin)
+        twin.run(0.3)
+        key(up, " ", down=False)
+        page.wait_sent(end)
+        twin.run(3)
+        self.assertGreater(twin.position("tilt"), before)
+        page.forget_sent()
+        key(page.find('[data-axis="zoom"] .bar'), "End")
+        page.wait_sent("set lens.camN.zoom a:2361")
+        page.forget_sent()
+        key(page.find(".stage"), "ArrowLeft")
+        page.wait_sent("set lens.camN.pan left:5")
+        key(page.find(".stage"), "ArrowLeft", down=False)
+        page.wait_sent("set lens.camN.pan stop")
+        twin.run(5)
+
+    def test_everything_is_reached_by_the_keyboard_and_has_a_name(self):
+        nameless = page.script("""
+            const named = (e) => (e.getAttribute('aria-label') || e.textContent || e.labels?.[0]?.textContent || '').trim();
+            return [...document.querySelectorAll('button, input, select, [tabindex]')].filter((e) => !named(e) ||
+                e.tabIndex < 0).map((e) => e.outerHTML.slice(0, 120))""")
+        self.assertEqual(nameless, [])
+
+    def test_every_button_says_what_it_sends(self):
+        silent = page.script("""
+            return [...document.querySelectorAll('.steer button, .actions button, .faults button, .banner button,' +
+                '.camera button, .camera select, .lights select, .lights button, .bar, .set button')]
+                .filter((e) => e.dataset.command === undefined).map((e) => e.outerHTML.slice(0, 120))""")
+        self.assertEqual(silent, [])
+        button = page.command("set lens.camN.act_preset 1:go")
+        page.script("arguments[0].focus()", button)
+        page.wait_equal(lambda: page.text(".console .offered"), "set lens.camN.act_preset 1:go", "the command is shown")
+
+    def test_narrow_screens(self):
+        for width in (320, 390, 768, 1024):
+            with self.subTest(width):
+                page.size(width, 700, touch=width < 600)
+                page.wait(lambda: page.script("return innerWidth") == width, "the window is narrow")
+                wide = page.script("return [document.documentElement.scrollWidth - innerWidth,"
+                                   " ...[...document.querySelectorAll('.panel')].filter(e => e.scrollWidth > e.clientWidth + 1)"
+                                   ".map(e => e.id)]")
+                self.assertLessEqual(wide[0], 0, "nothing is wider than the window")
+                self.assertEqual(wide[1:], [], "nor than its panel")
+        page.size(1200, 800)
+
+    def test_zz_no_errors_and_no_request_to_another_host(self):
+        page.take_logs()
+        self.assertEqual(page.complaints, [])
+        self.assertTrue(page.requested)
+        foreign = {url for url in page.requested if not url.startswith((twin.url + "/", "data:", "blob:"))}
+        self.assertEqual(foreign, set())
+
+
+def turn(angle):
+    return angle - 360 * round(angle / 360)
+
+
+def mean_light(picture):
+    points = list(picture.convert("L").resize((64, 36)).getdata())
+    return sum(points) / len(points)
+
+
+def edge_energy(picture):
+    """The squared differences of neighbours: what a blur takes away."""
+    grey = picture.convert("L")
+    width, height = grey.size
+    # The middle, where neither readings nor the frame are.
+    grey = grey.crop((width // 4, height // 4, 3 * width // 4, 3 * height // 4))
+    width, height = grey.size
+    points = list(grey.getdata())
+    return sum((points[i] - points[i - 1]) ** 2 for i in range(1, len(points)) if i % width) / len(points)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
