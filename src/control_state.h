@@ -98,8 +98,15 @@ extern constinit SharedInt gaWaitingOrder[6];
 // others: a step multiplier.
 extern constinit SharedInt iPanContinuous, iTiltContinuous, iRotateContinuous, iZoomContinuous,
     iFocusContinuous, iIrisContinuous;
-// Move states: 0 idle, 1 continuous, 2 absolute, 3 preset run (focus: also autofocus), 4 requested
-// by a command word, becomes 2; zoom also 5, becomes 4, which ends without focus-after-zoom.
+// Move states.
+enum MoveState : std::int32_t {
+    kMoveIdle = 0,
+    kMoveContinuous = 1,
+    kMoveAbsolute = 2,
+    kMovePreset = 3,     // focus: also autofocus
+    kMoveRequested = 4,  // by a word; becomes kMoveAbsolute, but zoom's ends from here
+    kZoomRequested = 5,  // becomes kMoveRequested, and so ends without focus-after-zoom
+};
 extern constinit SharedInt iPanMove, iTiltMove, iRotateMove, iZoomMove, iFocusMove, iIrisMove;
 
 // 1 from a rotate word that makes the home marker void until its move starts. Raised by the main

@@ -45,11 +45,22 @@ TEST(MarkerFile, LeftBehindItIsReportedUntilTheMotorHasRunAgain) {
 }
 
 TEST(MarkerFile, ItsContentDecidesWhetherItCounts) {
-    constexpr std::pair<const char*, bool> kContentsAndCounts[] = {
-        {"", true},   {"1", true},   {" 1\n", true}, {"0", false},
-        {"2", false}, {"11", false}, {"x", true},    {"-1", false},
+    const std::string zeros(130, '0');
+    const std::pair<std::string, bool> contentsAndCounts[] = {
+        {"", true},
+        {"1", true},
+        {" 1\n", true},
+        {"0", false},
+        {"2", false},
+        {"11", false},
+        {"x", true},
+        {"-1", false},
+        {zeros, false},
+        {zeros + "1", true},
+        {"+" + zeros + "1", true},
+        {"1" + zeros, false},
     };
-    for (const auto& [content, counts] : kContentsAndCounts) {
+    for (const auto& [content, counts] : contentsAndCounts) {
         const Camera camera(Positions{});
         camera.write("/mnt/nand/TiltMotor.txt", content);
         EXPECT_EQ(camera.run("run 1").trace.count("bus lens.camN.tiltstatus fail"), counts ? 1 : 0)

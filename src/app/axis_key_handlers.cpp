@@ -15,14 +15,15 @@ namespace {
 struct KeyRow {
     Axis axis;
     std::int32_t runningBit;
-    OverwriteBuffer* buffer;  // null: the axis has a mailbox
+    Mailbox* mailbox;  // of the two, the axis has one
+    OverwriteBuffer* buffer;
 };
 
-constexpr KeyRow kFocusKey = {Axis::focus, 1, nullptr};
-constexpr KeyRow kZoomKey = {Axis::zoom, 2, &gszZoomCmd};
-constexpr KeyRow kPanKey = {Axis::pan, 4, &gszPanCmd};
-constexpr KeyRow kTiltKey = {Axis::tilt, 8, &gszTiltCmd};
-constexpr KeyRow kRotateKey = {Axis::rotate, 16, &gszRotateCmd};
+constexpr KeyRow kFocusKey = {Axis::focus, 1, &gszFocusCmd, nullptr};
+constexpr KeyRow kZoomKey = {Axis::zoom, 2, nullptr, &gszZoomCmd};
+constexpr KeyRow kPanKey = {Axis::pan, 4, nullptr, &gszPanCmd};
+constexpr KeyRow kTiltKey = {Axis::tilt, 8, nullptr, &gszTiltCmd};
+constexpr KeyRow kRotateKey = {Axis::rotate, 16, nullptr, &gszRotateCmd};
 
 bool isStatusKey(Axis axis, const char* key) {
     return contains(key, axisRow(axis).statusWord);
@@ -44,10 +45,10 @@ void takeStatus(const KeyRow& row, const char* value) {
 void takeStatusOrCommand(const KeyRow& row, const char* key, const char* value) {
     if (isStatusKey(row.axis, key)) {
         takeStatus(row, value);
-    } else if (row.buffer != nullptr) {
-        overwriteCommand(*row.buffer, value);
+    } else if (row.mailbox != nullptr) {
+        postCommand(*row.mailbox, value);
     } else {
-        postCommand(gszFocusCmd, value);
+        overwriteCommand(*row.buffer, value);
     }
 }
 

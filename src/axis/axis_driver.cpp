@@ -262,7 +262,7 @@ std::int32_t rotateWaitReady() {
 }
 
 std::int32_t panMoveTo(std::int32_t current, std::int32_t target) {
-    return moveHead(kPan, current, target, kPanSpeed);
+    return moveHead(kPan, current, target, kPanMoveSpeed);
 }
 
 std::int32_t panMoveToSpeed(std::int32_t current, std::int32_t target, std::int32_t speed) {
@@ -270,7 +270,7 @@ std::int32_t panMoveToSpeed(std::int32_t current, std::int32_t target, std::int3
 }
 
 std::int32_t tiltMoveTo(std::int32_t current, std::int32_t target) {
-    return moveHead(kTilt, current, target, kTiltSpeed);
+    return moveHead(kTilt, current, target, kTiltMoveSpeed);
 }
 
 std::int32_t tiltMoveToSpeed(std::int32_t current, std::int32_t target, std::int32_t speed) {
@@ -350,13 +350,13 @@ void tiltStepLossCheck() {
         for (int stride = 0; stride < kStrides; ++stride) {
             {
                 LockedBlock lock(gMotorLock);
-                setTiltBackwardS(kHead, kStrideSteps, kTiltSpeed);
+                setTiltBackwardS(kHead, kStrideSteps, kTiltMoveSpeed);
             }
             tiltWaitIdle();
         }
         {
             LockedBlock lock(gMotorLock);
-            setTiltForwardS(kHead, kStrides * kStrideSteps, kTiltSpeed);
+            setTiltForwardS(kHead, kStrides * kStrideSteps, kTiltMoveSpeed);
         }
         tiltWaitIdle();
         sleepMicroseconds(1000000);

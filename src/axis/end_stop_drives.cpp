@@ -22,15 +22,15 @@ struct DriveRow {
 
 // Rotate's code is -1 here and -3 in its moves; meant so.
 constexpr DriveRow kDrives[] = {
-    {EndStopDrive::pan, Axis::pan, setPanBackwardS, kHead, 1000, kPanSpeed},
-    {EndStopDrive::tilt, Axis::tilt, setTiltForwardS, kHead, kTenth, 250},
+    {EndStopDrive::pan, Axis::pan, setPanBackwardS, kHead, 1000, kPanHomeSpeed},
+    {EndStopDrive::tilt, Axis::tilt, setTiltForwardS, kHead, kTenth, kTiltHomeSpeed},
     {EndStopDrive::rotate, Axis::rotate, setRotatBackward, kDriveCode, kTenth, kLensSpeed},
     {EndStopDrive::zoom, Axis::zoom, setZoom8Forward, kDriveCode, kTenth, kLensSpeed},
     {EndStopDrive::focus, Axis::focus, setFocus8Backward, kDriveCode, kTenth, kLensSpeed},
     {EndStopDrive::iris, Axis::iris, setIrisBackward, kDriveCode, kTenth, kLensSpeed},
     {EndStopDrive::irisOfFullHome, Axis::iris, setIrisBackward, kIrisCode, kTenth, kLensSpeed},
-    {EndStopDrive::panFast, Axis::pan, setPanBackwardS, kHead, 1000, 252},
-    {EndStopDrive::tiltFast, Axis::tilt, setTiltForwardS, kHead, 200, 250},
+    {EndStopDrive::panFast, Axis::pan, setPanBackwardS, kHead, 1000, kPanFastHomeSpeed},
+    {EndStopDrive::tiltFast, Axis::tilt, setTiltForwardS, kHead, 200, kTiltHomeSpeed},
     {EndStopDrive::rotateFast, Axis::rotate, setRotatBackward, kDriveCode, 500, kLensSpeed},
 };
 
@@ -56,5 +56,5 @@ void driveToEndStop(EndStopDrive drive) {
 
 void drivePanForward(std::int32_t steps) {
     LockedBlock lock(gMotorLock);
-    setPanForwardS(kHead, steps, kPanSpeed);
+    setPanForwardS(kHead, steps, kPanHomeSpeed);
 }

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cstdio>
 #include <string>
 
@@ -70,6 +71,29 @@ void removeFile(const char* path) {
     unlink(devicePath(path).c_str());
 }
 
+// The number that the file begins with, however many digits it has: of leading zeros one is kept,
+// and what then does not fit is far beyond all that is asked for. False if there is none.
+bool readNumber(std::FILE* file, std::int32_t& number) {
+    char text[128] = {};
+    std::size_t length = 0;
+    int next = std::fgetc(file);
+    while (std::isspace(next) != 0) {
+        next = std::fgetc(file);
+    }
+    if (next == '-' || next == '+') {
+        text[length++] = static_cast<char>(next);
+        next = std::fgetc(file);
+    }
+    for (; next == '0'; next = std::fgetc(file)) {
+        text[length] = '0';
+    }
+    length += text[length] == '0' ? 1 : 0;
+    for (; std::isdigit(next) != 0 && length < sizeof text - 1; next = std::fgetc(file)) {
+        text[length++] = static_cast<char>(next);
+    }
+    return readDecimal(text, number);
+}
+
 void announce(const char* notice) {
     if (notice != nullptr) {
         std::puts(notice);
@@ -98,10 +122,8 @@ std::int32_t readMotorFile(const char* path) {
     if (file == nullptr) {
         return 0;
     }
-    // An empty file and one without a number both leave nothing to read.
-    char text[128] = {};
     std::int32_t number = 0;
-    const bool read = std::fscanf(file, "%127s", text) == 1 && readDecimal(text, number);
+    const bool read = readNumber(file, number);
     std::fclose(file);
     return !read || number == 1 ? -1 : 0;
 }

@@ -13,8 +13,8 @@ constexpr std::int32_t kFirstStep = 24;
 constexpr std::int32_t kFineStep = 2;
 constexpr std::int32_t kStepAfterFall = 16;
 constexpr std::int32_t kLongStep = 20;
-constexpr std::int64_t kRiseOfLongStep = 21;
-constexpr std::int64_t kRiseOfShortStep = 11;
+constexpr std::int32_t kRiseOfLongStep = 21;
+constexpr std::int32_t kRiseOfShortStep = 11;
 constexpr std::int32_t kScoresBeforeStop = 10;
 
 struct Search {
@@ -52,8 +52,8 @@ void measureStart(Search& search) {
 // A steep rise announces the peak.
 void noteRise(Search& search, std::int32_t score) {
     const std::int64_t before = search.bestF.value;
-    const std::int64_t rise = before == 0 ? 0 : (score - before) * 100 / before;
-    std::printf("%lld *\n", static_cast<long long>(rise));
+    const std::int32_t rise = before == 0 ? 0 : saturateToInt32((score - before) * 100 / before);
+    std::printf("%d *\n", rise);
     if (search.step == kFineStep) {
         search.fine = true;
     } else if (rise >= (search.step > kLongStep ? kRiseOfLongStep : kRiseOfShortStep)) {

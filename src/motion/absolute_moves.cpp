@@ -5,6 +5,7 @@
 #include "axis/axes.h"
 #include "axis/axis_driver.h"
 #include "axis/marker_files.h"
+#include "axis/motor_codes.h"
 #include "axis/targets.h"
 #include "control_state.h"
 #include "motion/focus_after_zoom.h"
@@ -13,11 +14,9 @@
 
 namespace {
 
-constexpr std::int32_t kTiltSpeed = 250;
-
 // Whether the axis's target differs from its position. The target is then forced into the range, in
 // `target` and, unless a new one has arrived, in the shared state; the move works with the copy.
-bool isDue(Axis axis, std::int32_t& target) {
+bool hasToMove(Axis axis, std::int32_t& target) {
     target = takeTarget(axis);
     if (target == axisPosition(axis)) {
         return false;
@@ -29,11 +28,11 @@ bool isDue(Axis axis, std::int32_t& target) {
 
 void startZoom(LensLoopState& state) {
     std::int32_t target = 0;
-    if (!isDue(Axis::zoom, target)) {
+    if (!hasToMove(Axis::zoom, target)) {
         return;
     }
     setMotorPower(1);
-    iZoomMove = 2;
+    iZoomMove = kMoveAbsolute;
     publishStatus(Axis::zoom, "run");
     resetPresetGoal(state);
     setAxisPosition(Axis::zoom, zoomMoveTo(axisPosition(Axis::zoom), target));
@@ -42,11 +41,11 @@ void startZoom(LensLoopState& state) {
 
 void startFocus(LensLoopState& state) {
     std::int32_t target = 0;
-    if (!isDue(Axis::focus, target)) {
+    if (!hasToMove(Axis::focus, target)) {
         return;
     }
     setMotorPower(1);
-    iFocusMove = 2;
+    iFocusMove = kMoveAbsolute;
     publishStatus(Axis::focus, "run");
     focusWaitReady();
     resetPresetGoal(state);
@@ -56,23 +55,23 @@ void startFocus(LensLoopState& state) {
 
 void startIris() {
     std::int32_t target = 0;
-    if (!isDue(Axis::iris, target)) {
+    if (!hasToMove(Axis::iris, target)) {
         return;
     }
-    iIrisMove = 2;
+    iIrisMove = kMoveAbsolute;
     publishStatus(Axis::iris, "run");
     setAxisPosition(Axis::iris, irisMoveTo(axisPosition(Axis::iris), target));
 }
 
 void startRotate(LensLoopState& state) {
     std::int32_t target = 0;
-    if (!isDue(Axis::rotate, target)) {
+    if (!hasToMove(Axis::rotate, target)) {
         return;
     }
     startManualRotate();
     setMotorPower(1);
-    iRotateMove = 2;
-    std::printf("2.iRotateMove=%d %d %d \n", 2, axisPosition(Axis::rotate), target);
+    iRotateMove = kMoveAbsolute;
+    std::printf("2.iRotateMove=%d %d %d \n", kMoveAbsolute, axisPosition(Axis::rotate), target);
     publishStatus(Axis::rotate, "run");
     resetPresetGoal(state);
     rotateWaitReady();
@@ -82,13 +81,13 @@ void startRotate(LensLoopState& state) {
 
 void startPan(LensLoopState& state) {
     std::int32_t target = 0;
-    if (!isDue(Axis::pan, target)) {
+    if (!hasToMove(Axis::pan, target)) {
         return;
     }
     std::printf("Pan Run %d -> %d\n", axisPosition(Axis::pan), target);
     publishStatus(Axis::pan, "run");
     resetPresetGoal(state);
-    iPanMove = 2;
+    iPanMove = kMoveAbsolute;
     panWaitIdle();
     setAxisPosition(Axis::pan, panMoveTo(axisPosition(Axis::pan), target));
     recordMoveStart();
@@ -96,14 +95,15 @@ void startPan(LensLoopState& state) {
 
 void startTilt(LensLoopState& state) {
     std::int32_t target = 0;
-    if (!isDue(Axis::tilt, target)) {
+    if (!hasToMove(Axis::tilt, target)) {
         return;
     }
-    iTiltMove = 2;
+    iTiltMove = kMoveAbsolute;
     publishStatus(Axis::tilt, "run");
     tiltWaitIdle();
     do {
-        setAxisPosition(Axis::tilt, tiltMoveToSpeed(axisPosition(Axis::tilt), target, kTiltSpeed));
+        setAxisPosition(Axis::tilt,
+                        tiltMoveToSpeed(axisPosition(Axis::tilt), target, kTiltAbsoluteSpeed));
         tiltWaitIdle();
     } while (axisPosition(Axis::tilt) != target);
     resetPresetGoal(state);
@@ -113,57 +113,57 @@ void startTilt(LensLoopState& state) {
 // Ends the axis's absolute move; a command that has just asked for another keeps its state.
 void endMove(Axis axis, std::int32_t state) {
     publishMoveEnd(axis);
-    replaceIfUnchanged(*axisRow(axis).move, state, 0);
+    replaceIfUnchanged(*axisRow(axis).move, state, kMoveIdle);
 }
 
 void completePan() {
     const std::int32_t state = iPanMove;
-    if (state == 2 && panIsBusy() == 0) {
+    if (state == kMoveAbsolute && panIsBusy() == 0) {
         endMove(Axis::pan, state);
         std::puts("Pan Stop");
-    } else if (state == 4) {
-        replaceIfUnchanged(iPanMove, 4, 2);
+    } else if (state == kMoveRequested) {
+        replaceIfUnchanged(iPanMove, kMoveRequested, kMoveAbsolute);
     }
 }
 
 void completeTilt() {
     const std::int32_t state = iTiltMove;
-    if (state == 2 && tiltIsBusy() == 0) {
+    if (state == kMoveAbsolute && tiltIsBusy() == 0) {
         endMove(Axis::tilt, state);
-    } else if (state == 4) {
-        replaceIfUnchanged(iTiltMove, 4, 2);
+    } else if (state == kMoveRequested) {
+        replaceIfUnchanged(iTiltMove, kMoveRequested, kMoveAbsolute);
     }
 }
 
 void completeRotate() {
     const std::int32_t state = iRotateMove;
-    if (state == 2 && rotateIsReady() == 0) {
+    if (state == kMoveAbsolute && rotateIsReady() == 0) {
         endMove(Axis::rotate, state);
-    } else if (state == 4) {
-        std::printf("4.iRotateMove=%d\n", 4);
-        replaceIfUnchanged(iRotateMove, 4, 2);
+    } else if (state == kMoveRequested) {
+        std::printf("4.iRotateMove=%d\n", kMoveRequested);
+        replaceIfUnchanged(iRotateMove, kMoveRequested, kMoveAbsolute);
     }
 }
 
 void completeZoom() {
     const std::int32_t state = iZoomMove;
-    if (state == 2 && zoomIsReady() == 0) {
+    if (state == kMoveAbsolute && zoomIsReady() == 0) {
         endMove(Axis::zoom, state);
         focusAfterAbsoluteZoom();
-    } else if (state == 4 && zoomIsReady() == 0) {
+    } else if (state == kMoveRequested && zoomIsReady() == 0) {
         endMove(Axis::zoom, state);
-    } else if (state == 5) {
-        replaceIfUnchanged(iZoomMove, 5, 4);
+    } else if (state == kZoomRequested) {
+        replaceIfUnchanged(iZoomMove, kZoomRequested, kMoveRequested);
     }
 }
 
 // Whether a requested focus move has just been admitted.
 bool completeFocus() {
     const std::int32_t state = iFocusMove;
-    if (state == 2 && focusIsReady() == 0) {
+    if (state == kMoveAbsolute && focusIsReady() == 0) {
         endMove(Axis::focus, state);
-    } else if (state == 4) {
-        replaceIfUnchanged(iFocusMove, 4, 2);
+    } else if (state == kMoveRequested) {
+        replaceIfUnchanged(iFocusMove, kMoveRequested, kMoveAbsolute);
         return true;
     }
     return false;
@@ -171,10 +171,10 @@ bool completeFocus() {
 
 void completeIris() {
     const std::int32_t state = iIrisMove;
-    if (state == 2 && irisIsReady() == 0) {
+    if (state == kMoveAbsolute && irisIsReady() == 0) {
         endMove(Axis::iris, state);
-    } else if (state == 4) {
-        replaceIfUnchanged(iIrisMove, 4, 2);
+    } else if (state == kMoveRequested) {
+        replaceIfUnchanged(iIrisMove, kMoveRequested, kMoveAbsolute);
     }
 }
 
@@ -196,8 +196,8 @@ void completeMoves() {
     completeZoom();
     const bool focusAdmitted = completeFocus();
     // Pan and tilt do not keep the supply on.
-    if (!focusAdmitted && iRotateMove == 0 && iZoomMove == 0 && iFocusMove == 0 &&
-        giAfRequest == 0) {
+    if (!focusAdmitted && iRotateMove == kMoveIdle && iZoomMove == kMoveIdle &&
+        iFocusMove == kMoveIdle && giAfRequest == 0) {
         setMotorPower(0);
     }
     completeIris();

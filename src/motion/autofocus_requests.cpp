@@ -28,7 +28,7 @@ void stopOtherAxes() {
 }
 
 void enterFocusRun() {
-    iFocusMove = 3;
+    iFocusMove = kMovePreset;
     publishStatus(Axis::focus, "run");
 }
 
@@ -85,7 +85,7 @@ void endSearch() {
         endPresetOnBus();
     }
     setTargetsToPositions({Axis::focus});
-    replaceIfUnchanged(iFocusMove, 3, 0);
+    replaceIfUnchanged(iFocusMove, kMovePreset, kMoveIdle);
     giAfRequest = 0;
 }
 

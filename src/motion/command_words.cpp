@@ -12,7 +12,7 @@
 
 namespace {
 
-// What a word does. The second group are prefixes, followed by a number.
+// What a word does.
 enum class Effect {
     store,      // value into variable
     search,     // requests an autofocus unless one is pending, and ends the continuous focus
@@ -38,7 +38,7 @@ struct WordRow {
 // An axis's words in the order in which they are tested.
 struct WordTable {
     Axis axis;
-    std::int32_t requestState;  // what a requested move stores in the move state
+    MoveState requestState;  // what a requested move stores in the move state
     std::span<const WordRow> words;
 };
 
@@ -116,17 +116,17 @@ constexpr WordRow kIrisWords[] = {
     {"home", store, &giHomeRequest, 1},
 };
 
-constexpr WordTable kFocusTable = {Axis::focus, 4, kFocusWords};
-constexpr WordTable kZoomTable = {Axis::zoom, 5, kZoomWords};
-constexpr WordTable kRotateTable = {Axis::rotate, 4, kRotateWords};
-constexpr WordTable kPanTable = {Axis::pan, 4, kPanWords};
-constexpr WordTable kTiltTable = {Axis::tilt, 4, kTiltWords};
-constexpr WordTable kIrisTable = {Axis::iris, 4, kIrisWords};
+constexpr WordTable kFocusTable = {Axis::focus, kMoveRequested, kFocusWords};
+constexpr WordTable kZoomTable = {Axis::zoom, kZoomRequested, kZoomWords};
+constexpr WordTable kRotateTable = {Axis::rotate, kMoveRequested, kRotateWords};
+constexpr WordTable kPanTable = {Axis::pan, kMoveRequested, kPanWords};
+constexpr WordTable kTiltTable = {Axis::tilt, kMoveRequested, kTiltWords};
+constexpr WordTable kIrisTable = {Axis::iris, kMoveRequested, kIrisWords};
 
 constexpr std::int32_t kFullSpeed = 9;
 
 bool isPrefix(Effect effect) {
-    return effect >= absolute;
+    return effect == absolute || effect == relative || effect == pan || effect == tilt;
 }
 
 // The lens loop acts on the target, so that goes last.
@@ -150,7 +150,7 @@ void requestRelativeMove(const WordTable& table, std::int32_t steps) {
 }
 
 // The number after a colon, or full speed without one, with the direction's sign.
-std::int32_t speedOf(const WordRow& row, const char* rest) {
+std::int32_t wantedSpeed(const WordRow& row, const char* rest) {
     const std::int64_t magnitude = rest[0] == ':' ? parseDecimal(rest + 1) : kFullSpeed;
     return cutToInt32(row.value * magnitude);
 }
@@ -163,14 +163,14 @@ std::int32_t asSeen(std::int32_t speed, std::int32_t mirrored) {
 }
 
 void runPan(const WordRow& row, const char* rest) {
-    const std::int32_t speed = asSeen(speedOf(row, rest), giMirror);
+    const std::int32_t speed = asSeen(wantedSpeed(row, rest), giMirror);
     iPanContinuous = speed;
     std::printf("iPanContinuous=%d iTiltContinuous=%d\n", speed, iTiltContinuous.load());
 }
 
 // Only a speed that is given is printed, and only upwards with its text.
 void runTilt(const WordRow& row, const char* rest) {
-    const std::int32_t speed = speedOf(row, rest);
+    const std::int32_t speed = wantedSpeed(row, rest);
     if (rest[0] == ':' && row.value > 0) {
         std::printf("iTiltContinuous=%d %s\n", speed, rest + 1);
     } else if (rest[0] == ':') {

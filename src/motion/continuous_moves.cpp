@@ -6,6 +6,7 @@
 #include "axis/axes.h"
 #include "axis/axis_driver.h"
 #include "axis/marker_files.h"
+#include "axis/motor_codes.h"
 #include "axis/targets.h"
 #include "control_state.h"
 #include "motion/focus_after_zoom.h"
@@ -65,10 +66,10 @@ Continuous takeContinuous(Axis axis) {
 void enterContinuous(Axis axis) {
     SharedInt& move = *axisRow(axis).move;
     const std::int32_t read = move;
-    if (read != 1) {
+    if (read != kMoveContinuous) {
         publishStatus(axis, "run");
     }
-    replaceIfUnchanged(move, read, 1);
+    replaceIfUnchanged(move, read, kMoveContinuous);
 }
 
 // The wanted target forced into the range. Beyond an end it also ends the continuous command, in
@@ -116,14 +117,14 @@ bool continuousLens(const LensRow& row, LensLoopState& state) {
     if (command != 0) {
         stepLens(row, state, before, command);
     }
-    if (command != 0 || *axis.move != 1) {
+    if (command != 0 || *axis.move != kMoveContinuous) {
         return false;
     }
     if (row.waitReady != nullptr) {
         row.waitReady();
     }
     publishMoveEnd(row.axis);
-    replaceIfUnchanged(*axis.move, 1, 0);
+    replaceIfUnchanged(*axis.move, kMoveContinuous, kMoveIdle);
     return true;
 }
 
@@ -131,7 +132,7 @@ constexpr int kPanStep = 128;
 constexpr int kTiltStep = 32;
 
 // Speed codes fall by ten a step below the ninth.
-std::int32_t speedOf(std::int32_t command, std::int32_t fastest) {
+std::int32_t speedCode(std::int32_t command, std::int32_t fastest) {
     const std::int64_t magnitude = std::llabs(std::int64_t{command});
     return magnitude >= 9 ? fastest : fastest - 10 * static_cast<std::int32_t>(9 - magnitude);
 }
@@ -143,7 +144,7 @@ void stepPan(LensLoopState& state, std::int32_t before, std::int32_t& command) {
         return;
     }
     enterContinuous(Axis::pan);
-    const std::int32_t speed = speedOf(command, 240);
+    const std::int32_t speed = speedCode(command, kPanContinuousSpeed);
     const std::int64_t wanted = std::int64_t{before} + (command > 0 ? kPanStep : -kPanStep);
     const std::int32_t target = stepTarget(Axis::pan, wanted, command);
     replaceTarget(Axis::pan, target);
@@ -158,7 +159,7 @@ void stepTilt(LensLoopState& state, std::int32_t& command) {
     }
     enterContinuous(Axis::tilt);
     const std::int32_t position = axisPosition(Axis::tilt);
-    const std::int32_t speed = speedOf(command, 250);
+    const std::int32_t speed = speedCode(command, kTiltContinuousSpeed);
     const std::int64_t wanted = std::int64_t{position} + (command > 0 ? kTiltStep : -kTiltStep);
     const std::int32_t target = stepTarget(Axis::tilt, wanted, command);
     replaceTarget(Axis::tilt, target);
@@ -170,13 +171,13 @@ void stepTilt(LensLoopState& state, std::int32_t& command) {
 // Ends a continuous pan or tilt whose command is 0.
 void endHeadMove(Axis axis, std::int32_t command, Wait waitIdle, const char* notice) {
     const AxisRow& row = axisRow(axis);
-    if (command != 0 || *row.move != 1) {
+    if (command != 0 || *row.move != kMoveContinuous) {
         return;
     }
     waitIdle();
     std::puts(notice);
     publishMoveEnd(axis);
-    replaceIfUnchanged(*row.move, 1, 0);
+    replaceIfUnchanged(*row.move, kMoveContinuous, kMoveIdle);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "axis/axis_driver.h"
+#include "axis/motor_codes.h"
 #include "control_state.h"
 #include "motion/focus_centre.h"
 #include "motion/preset_record.h"
@@ -11,13 +12,12 @@
 
 namespace {
 
-constexpr std::int32_t kPanSpeed = 251;
-constexpr std::int32_t kTiltSpeed = 250;
-
 void goFast(const PresetRecord& record) {
-    setAxisPosition(Axis::pan, panMoveToSpeed(axisPosition(Axis::pan), record.pan, kPanSpeed));
+    setAxisPosition(Axis::pan,
+                    panMoveToSpeed(axisPosition(Axis::pan), record.pan, kPanFastPresetSpeed));
     std::printf("Pan:%d\n", axisPosition(Axis::pan));
-    setAxisPosition(Axis::tilt, tiltMoveToSpeed(axisPosition(Axis::tilt), record.tilt, kTiltSpeed));
+    setAxisPosition(Axis::tilt,
+                    tiltMoveToSpeed(axisPosition(Axis::tilt), record.tilt, kTiltPresetSpeed));
     std::printf("Tilt:%d\n", axisPosition(Axis::tilt));
     setAxisPosition(Axis::zoom, zoomMoveTo(axisPosition(Axis::zoom), record.zoom));
     zoomWaitReady();

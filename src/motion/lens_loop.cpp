@@ -25,7 +25,7 @@ constexpr int kQuickPassMicroseconds = 1000;
 
 void startLensThread(LensLoopState& state) {
     GyroOpen();
-    if (get_lenstype() == 10) {
+    if (get_lenstype() == kLongLens) {
         giLensVariant = 2;
     }
     ChackPowerOffStatus();

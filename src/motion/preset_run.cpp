@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "axis/axis_driver.h"
+#include "axis/motor_codes.h"
 #include "axis/targets.h"
 #include "control_state.h"
 #include "motion/publication.h"
@@ -15,8 +16,6 @@ namespace {
 constexpr int kBusyPollMicroseconds = 10000;
 constexpr int kBusyPolls = 3000;
 constexpr int kSettleMicroseconds = 100000;
-constexpr std::int32_t kPanSpeed = 240;
-constexpr std::int32_t kTiltSpeed = 250;
 constexpr std::int32_t kPanStep = 256;
 constexpr std::int32_t kTiltAndRotateStep = 500;
 
@@ -60,7 +59,7 @@ bool beginStep(Axis axis, std::int32_t target) {
     return true;
 }
 
-void stepPan(std::int32_t goal) {
+void goPan(std::int32_t goal) {
     if (!panBecomesIdle()) {
         return;
     }
@@ -68,13 +67,13 @@ void stepPan(std::int32_t goal) {
     if (!beginStep(Axis::pan, target)) {
         return;
     }
-    setAxisPosition(Axis::pan, panMoveToSpeed(axisPosition(Axis::pan), target, kPanSpeed));
+    setAxisPosition(Axis::pan, panMoveToSpeed(axisPosition(Axis::pan), target, kPanPresetSpeed));
     if (axisPosition(Axis::pan) == goal) {
         arrive(panWaitIdle);
     }
 }
 
-void stepTilt(std::int32_t goal) {
+void goTilt(std::int32_t goal) {
     if (tiltIsBusy() != 0) {
         return;
     }
@@ -82,16 +81,17 @@ void stepTilt(std::int32_t goal) {
     if (!beginStep(Axis::tilt, target)) {
         return;
     }
-    setAxisPosition(Axis::tilt, tiltMoveToSpeed(axisPosition(Axis::tilt), target, kTiltSpeed));
+    setAxisPosition(Axis::tilt,
+                    tiltMoveToSpeed(axisPosition(Axis::tilt), target, kTiltPresetSpeed));
     if (axisPosition(Axis::tilt) == goal) {
         arrive(tiltWaitIdle);
     }
 }
 
 // Zoom and focus go the whole way in one move.
-void stepLens(Axis axis, std::int32_t goal, std::int32_t (*isReady)(),
-              std::int32_t (*moveTo)(std::int32_t current, std::int32_t target),
-              std::int32_t (*waitReady)()) {
+void goLens(Axis axis, std::int32_t goal, std::int32_t (*isReady)(),
+            std::int32_t (*moveTo)(std::int32_t current, std::int32_t target),
+            std::int32_t (*waitReady)()) {
     if (isReady() != 0 || !beginStep(axis, goal)) {
         return;
     }
@@ -101,7 +101,7 @@ void stepLens(Axis axis, std::int32_t goal, std::int32_t (*isReady)(),
     }
 }
 
-void stepRotate(std::int32_t goal) {
+void goRotate(std::int32_t goal) {
     if (rotateIsReady() != 0) {
         return;
     }
@@ -123,8 +123,8 @@ constexpr AxisList kPresetAxes = {Axis::pan, Axis::rotate, Axis::tilt, Axis::zoo
 // A run that homing or autofocus interrupts goes on afterwards without entering anew: its axes stay
 // in state 0 and the supply off; meant so.
 void enterPresetRun() {
-    setMoveStates(kPresetAxes, 3);
-    std::printf("1.iRotateMove=%d\n", 3);
+    setMoveStates(kPresetAxes, kMovePreset);
+    std::printf("1.iRotateMove=%d\n", kMovePreset);
 }
 
 // Without a stored focus the autofocus ends the focus's run.
@@ -133,7 +133,7 @@ void endPresetRun(LensLoopState& state) {
     if (!storedFocus) {
         giAfRequest = 1;
     }
-    setMoveStates(kPresetAxes, 0);
+    setMoveStates(kPresetAxes, kMoveIdle);
     resetPresetGoal(state);
     publishStatuses({Axis::pan, Axis::tilt, Axis::rotate, Axis::zoom}, "stop");
     if (storedFocus) {
@@ -163,15 +163,15 @@ void followPresetGoal(LensLoopState& state) {
 std::int32_t presetStep(std::int32_t pan, std::int32_t tilt, std::int32_t rotate, std::int32_t zoom,
                         std::int32_t focus) {
     if (isDue(Axis::pan, pan)) {
-        stepPan(pan);
+        goPan(pan);
     } else if (isDue(Axis::tilt, tilt)) {
-        stepTilt(tilt);
+        goTilt(tilt);
     } else if (isDue(Axis::zoom, zoom)) {
-        stepLens(Axis::zoom, zoom, zoomIsReady, zoomMoveTo, zoomWaitReady);
+        goLens(Axis::zoom, zoom, zoomIsReady, zoomMoveTo, zoomWaitReady);
     } else if (isDue(Axis::focus, focus)) {
-        stepLens(Axis::focus, focus, focusIsReady, focusMoveTo, focusWaitReady);
+        goLens(Axis::focus, focus, focusIsReady, focusMoveTo, focusWaitReady);
     } else if (isDue(Axis::rotate, rotate)) {
-        stepRotate(rotate);
+        goRotate(rotate);
     } else {
         return 0;
     }

@@ -7,7 +7,7 @@
 
 void takeOver(AxisList axes) {
     stopAllAndWait();
-    setMoveStates(axes, 0);
+    setMoveStates(axes, kMoveIdle);
 }
 
 void setMoveStates(AxisList axes, std::int32_t state) {

@@ -13,8 +13,6 @@
 
 namespace {
 
-constexpr std::int32_t kPresetRun = 3;
-
 void level(LensLoopState& state) {
     // One reading that nobody uses; meant so.
     GyroGetAttitude();
@@ -36,7 +34,7 @@ void watchForMount(LensLoopState& state) {
     }
     state.watchedPanMove = pan;
     state.watchedRotateMove = rotate;
-    if (pan == 0 && rotate == 0) {
+    if (pan == kMoveIdle && rotate == kMoveIdle) {
         state.watchedRotate = RotateMode1RPMode();
     }
 }
@@ -48,17 +46,17 @@ void watchForTurns(LensLoopState& state) {
     if (rotate != previousRotate) {
         std::printf("iRotateMove=%d %d\n", rotate, previousRotate);
         state.watchedRotateMove = rotate;
-        if (previousRotate != kPresetRun && rotate == 0) {
+        if (previousRotate != kMovePreset && rotate == kMoveIdle) {
             state.watchedRotate = RotateMode2RotateMode();
         }
     }
     const std::int32_t pan = iPanMove;
     const std::int32_t previousPan = state.watchedPanMove;
-    if (pan != previousPan && pan != 0) {
+    if (pan != previousPan && pan != kMoveIdle) {
         state.watchedPanMove = pan;
-    } else if (pan != previousPan && previousPan != kPresetRun) {
+    } else if (pan != previousPan && previousPan != kMovePreset) {
         // The end of a preset run stays unseen, for mode "auto" to find it; meant so.
-        state.watchedPanMove = 0;
+        state.watchedPanMove = kMoveIdle;
         state.watchedRotate = RotateMode2PanMode();
     }
 }
@@ -86,12 +84,12 @@ bool serveRotateRequest(LensLoopState& state) {
 }
 
 void completePresetRotate() {
-    if (iRotateMove != kPresetRun) {
+    if (iRotateMove != kMovePreset) {
         return;
     }
     rotateWaitReady();
     publishMoveEnd(Axis::rotate);
-    replaceIfUnchanged(iRotateMove, kPresetRun, 0);
+    replaceIfUnchanged(iRotateMove, kMovePreset, kMoveIdle);
 }
 
 void watchOrientation(LensLoopState& state) {
