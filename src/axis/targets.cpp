@@ -62,6 +62,10 @@ std::int32_t seenTarget(Axis axis) {
     return seen(axis);
 }
 
+bool orderWaits(Axis axis) {
+    return waitingOrder(axis) != kNoOrder;
+}
+
 bool replaceTarget(Axis axis, std::int32_t next) {
     // An absolute order to the very place that the axis came from leaves the number as it was.
     if (waitingOrder(axis) == kAbsoluteOrder ||

@@ -25,6 +25,9 @@ std::int32_t takeTarget(Axis axis);
 // The target as the lens loop last took or replaced it. Lens thread.
 std::int32_t seenTarget(Axis axis);
 
+// Whether something has been ordered that the lens loop has not taken yet. Lens thread.
+bool orderWaits(Axis axis);
+
 // Makes `next` the axis's target, unless an order has replaced the one last seen; whether it did.
 // Lens thread (and start-up).
 bool replaceTarget(Axis axis, std::int32_t next);

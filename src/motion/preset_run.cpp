@@ -50,9 +50,9 @@ bool panBecomesIdle() {
     return polls < kBusyPolls;
 }
 
-// False if a manual command has replaced the axis's target meanwhile: its move abandons the run.
+// False if a manual move of the axis has been ordered meanwhile: that abandons the run.
 bool beginStep(Axis axis, std::int32_t target) {
-    if (!replaceTarget(axis, target)) {
+    if (orderWaits(axis) || !replaceTarget(axis, target)) {
         return false;
     }
     publishStatus(axis, "run");
