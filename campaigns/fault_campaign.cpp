@@ -153,7 +153,6 @@ struct OpenRun {
 };
 
 constexpr OpenRun kOpenRuns[] = {
-    {"a preset's stored focus gets no \"stop\"", "preset-locked", "focus", kNone},
     {"a preset run abandoned for a plain move stops no axis", "preset", nullptr,
      kLosesSteps | kHoldsUp},
     {"a preset without a record ends the move that it takes over", "preset-locked", nullptr,
