@@ -73,6 +73,12 @@ class Browser:
         except AssertionError as error:
             raise AssertionError(f"{error}: {seen[0]!r}, expected {expected!r}") from None
 
+    def drawn(self):
+        """Waits until the browser has laid out and drawn what there is."""
+        self.driver.execute_async_script(
+            "const done = arguments[0]; let frames = 6;"
+            "(function next() { if (--frames) requestAnimationFrame(next); else done(); })()")
+
     def find(self, selector):
         return self.driver.find_element(By.CSS_SELECTOR, selector)
 
@@ -84,8 +90,9 @@ class Browser:
         return self.find(f'{inside} [aria-label="{name}"]')
 
     def command(self, text):
-        """The button that sends a command."""
-        return self.find(f'button[data-command="{text}"]')
+        """The button that sends a command, of those that can be seen."""
+        return next(button for button in self.find_all(f'button[data-command="{text}"]')
+                    if button.is_displayed())
 
     def text(self, selector):
         return self.script("return document.querySelector(arguments[0])?.textContent", selector)

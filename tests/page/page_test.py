@@ -19,6 +19,7 @@ from twin import AXES, Twin, best_focus, roll_of
 
 PROGRAM = sys.argv.pop(1)
 MOUNTS = ("ceiling", "desktop", "wall0", "wall90", "wall180", "wall270")
+EVERY = ((False, False, False), (True, True, False), (True, False, False), (False, False, True))
 BOOT = 20  # seconds in which the camera boots and homes
 
 HIGH = {"front_left": "red", "front_right": "blue", "back_left": "green", "back_right": "white"}
@@ -259,15 +260,16 @@ class Shown(unittest.TestCase):
         return Image.open(io.BytesIO(stage.screenshot_as_png)).convert("RGB")
 
     @staticmethod
-    def roll_in(picture):
+    def roll_in(picture, portrait):
         """The lean of up, from where the sky is: blue exceeds green there, and nowhere on the ground."""
         small = picture.resize((160, 90))
+        radius = 24 if portrait else 44
         sums = {True: [0, 0, 0], False: [0, 0, 0]}
         for y in range(90):
             for x in range(160):
                 r, g, b = small.getpixel((x, y))
-                # A round picture, so that the corners of the frame pull nowhere.
-                if (x - 80) ** 2 + (y - 45) ** 2 < 45 ** 2 and r + g + b > 60:
+                # A round part, so that the corners of the frame pull nowhere.
+                if (x - 80) ** 2 + (y - 45) ** 2 < radius ** 2:
                     count = sums[b > g + 8]
                     count[0] += x
                     count[1] += y
@@ -281,7 +283,7 @@ class Shown(unittest.TestCase):
         expected = roll_of(head, *settings)
         page.wait(lambda: abs(turn(float(page.find(".stage").get_attribute("data-roll")) - expected)) < 0.1,
                   f"the roll is {expected:.1f}")
-        self.assertLess(abs(turn(self.roll_in(self.picture()) - expected)), 9, "and so the horizon lies")
+        self.assertLess(abs(turn(self.roll_in(self.picture(), portrait=settings[2]) - expected)), 9, "and so the horizon lies")
 
     def test_the_picture_rolls_as_the_head_does_and_levels_on_every_mount(self):
         # Where each mount sees its horizon.
@@ -289,7 +291,7 @@ class Shown(unittest.TestCase):
                   "wall180": (11083, 3200), "wall270": (22166, 3200)}
         twin.do("set lens.camN.zoom a:0", "set lens.camN.focus a:274", "run 8")
         for mount, (pan, tilt) in places.items():
-            for settings in ((False, False, False), (True, True, False), (True, False, False), (False, False, True)):
+            for settings in EVERY if mount == "ceiling" else ((False, False, False),):
                 with self.subTest(mount, settings=settings):
                     twin.do(f"mount {mount}", f"set lens.camN.pan a:{pan}", f"set lens.camN.tilt a:{tilt}", "run 10",
                             *(f"set image.camN.{name} {'on' if on else 'off'}"

@@ -2,7 +2,7 @@
 // switch for its power.
 
 import {commandButton, drawSoon, element, setText} from '../shared/dom.js';
-import {listen, model, powered} from '../shared/model.js';
+import {cameraTime, listen, model, powered} from '../shared/model.js';
 
 const state = element('span', {class: 'state', role: 'status'});
 const clock = element('time', {class: 'clock', title: "The camera's time since power-up"});
@@ -28,7 +28,7 @@ const draw = drawSoon(() => {
         off: 'Camera off'
     }[name]);
     state.dataset.state = name;
-    setText(clock, head?.t === undefined ? '' : clockText(head.t));
+    setText(clock, head?.t === undefined ? '' : clockText(cameraTime()));
     cut.hidden = !powered();
     boot.hidden = name !== 'off';
 });
@@ -36,6 +36,7 @@ const draw = drawSoon(() => {
 export function makeBanner() {
     for (const topic of /** @type {const} */ (['head', 'link', 'power'])) listen(topic, draw);
     draw();
+    setInterval(draw, 250);
     return element(
         'header', {class: 'banner'}, element('h1', {}, 'kestrel', element('span', {}, 'twin')),
         state, clock, element('span', {class: 'spring'}), cut, boot);

@@ -14,7 +14,7 @@ import {
     viewOf
 } from '../shared/attitude.js';
 import {axes, isLongLens} from '../shared/axes.js';
-import {drawSoon, element, fixed, panel, setText} from '../shared/dom.js';
+import {commandButton, drawSoon, element, fixed, panel, setText} from '../shared/dom.js';
 import {encoding, listen, model, powered, published, scene, tell} from '../shared/model.js';
 import {bestFocus, blurOf, colourFilter, fieldOfView, irisLight} from '../shared/optics.js';
 import {send} from '../shared/server.js';
@@ -29,12 +29,14 @@ const believed = element('div', {class: 'believed', hidden: true}, element('span
 const cross = element('div', {class: 'cross', 'aria-hidden': 'true'});
 const off = element('p', {class: 'off', hidden: true}, 'The camera is off');
 const readings = element('dl', {class: 'readings'});
-const focusHint = element('p', {class: 'hint', hidden: true});
+const hintText = element('span');
+const sharpen = commandButton('Autofocus', 'set lens.camN.focus fullrange', {class: 'quiet'});
+const focusHint = element('div', {class: 'hint', hidden: true}, hintText, sharpen);
 const stage = element(
     'div', {
         class: 'stage',
         tabindex: '0',
-        role: 'img',
+        role: 'group',
         'aria-describedby': 'picture-help',
     },
     frame, believed, cross, focusHint, off);
@@ -49,7 +51,11 @@ for (const name of ['heading', 'elevation', 'roll', 'view', 'focus']) {
 
 /** @type {THREE.WebGLRenderer|null} */
 let renderer = null;
-const world = makeWorld();
+/**
+ * Made with the first picture, so that the rest of the page does not wait for it.
+ * @type {THREE.Scene|null}
+ */
+let world = null;
 const camera = new THREE.PerspectiveCamera(60, 16 / 9, 1, 4000);
 
 function startDrawing() {
@@ -137,7 +143,8 @@ function showFocus(distance) {
         Math.abs(distance) < 40 ? '' :
                                   `Out of focus by ${fixed(Math.abs(distance))} steps`;
     focusHint.hidden = text === '';
-    setText(focusHint, text);
+    setText(hintText, text);
+    sharpen.hidden = dark || flat;
 }
 
 const draw = drawSoon(() => {
@@ -161,6 +168,7 @@ const draw = drawSoon(() => {
     canvas.style.filter =
         `blur(${blur.toFixed(2)}px) ${colourFilter(light, head.icr === 'day', scene())}`;
     pointCamera(camera, view, across);
+    world ??= makeWorld();
     renderer?.render(world, camera);
     showBelieved(view, across);
     showFocus(distance);
@@ -197,9 +205,12 @@ function aim(event) {
                            `set lens.camN.pan a:${goal.pan}\nset lens.camN.tilt a:${goal.tilt}`;
 }
 
-stage.addEventListener('pointermove', (event) => tell('offered', aim(event)));
+stage.addEventListener('pointermove', (event) => {
+    if (!focusHint.contains(/** @type {Node} */ (event.target))) tell('offered', aim(event));
+});
 stage.addEventListener('pointerleave', () => tell('offered', ''));
 stage.addEventListener('click', (event) => {
+    if (focusHint.contains(/** @type {Node} */ (event.target))) return;
     const commands = aim(event);
     if (commands !== '') send(commands);
 });

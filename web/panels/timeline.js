@@ -2,7 +2,7 @@
 
 import {axes} from '../shared/axes.js';
 import {drawSoon, element, panel} from '../shared/dom.js';
-import {listen, model} from '../shared/model.js';
+import {cameraTime, listen, model} from '../shared/model.js';
 
 const span = 60;  // seconds
 const labelWidth = 52;
@@ -85,13 +85,16 @@ function add(name, change) {
 export function makeTimeline() {
     listen('trace', (events) => {
         for (const {t, kind, text} of events) {
-            if (t < latest - 1)
-                for (const list of changes.values()) list.length = 0;  // another boot
-            latest = t;
+            latest = Math.max(latest, t);
             const [, name, status] = /^lens\.camN\.(\w+)status (.*)$/.exec(text) ?? [];
             if (name !== undefined && (kind === 'bus' || kind === 'cmd')) add(name, {t, status});
         }
         draw();
+    });
+    // A boot begins at time 0.
+    listen('power', () => {
+        latest = 0;
+        for (const list of changes.values()) list.length = 0;
     });
     listen('bus', () => {
         for (const {name} of axes) {
@@ -101,10 +104,10 @@ export function makeTimeline() {
         }
         draw();
     });
-    listen('head', ({t}) => {
-        if (t > latest) latest = t;
+    setInterval(() => {
+        latest = Math.max(latest, cameraTime());
         draw();
-    });
+    }, 250);
     new ResizeObserver(draw).observe(canvas);
     return panel('timeline', 'Last minute', canvas);
 }

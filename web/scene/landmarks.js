@@ -3,7 +3,8 @@
 
 import * as THREE from '../three.module.js';
 import {ground} from './land.js';
-import {at, place, sign} from './solid.js';
+import {sign} from './sign.js';
+import {at, place} from './solid.js';
 
 /** @typedef {import('./solid.js').Solid} Solid */
 

@@ -1,7 +1,7 @@
 // The degrees: headings along the horizon, elevations on eight meridians, drawn over everything.
 
 import * as THREE from '../three.module.js';
-import {sign} from './solid.js';
+import {sign} from './sign.js';
 
 /** @typedef {import('../shared/vector.js').Vector} Vector */
 

@@ -1,4 +1,4 @@
-// Many simple bodies as one mesh, and writing in the world.
+// Many simple bodies as one mesh, and places in the world.
 
 import * as THREE from '../three.module.js';
 
@@ -75,56 +75,4 @@ export function randomRow(seed) {
 export function at(heading, distance, height = 0) {
     const angle = (heading * Math.PI) / 180;
     return [distance * Math.sin(angle), height, -distance * Math.cos(angle)];
-}
-
-/**
- * A sign that faces the camera, upright in the world.
- * @param {string} text @param {Vector} position @param {number} height  of the letters, in metres
- * @param {{colour?: string, back?: string}} [look]
- */
-export function sign(text, position, height, look = {}) {
-    const pixels = 64;
-    const font = `600 ${pixels}px system-ui, "Segoe UI", Roboto, "DejaVu Sans", sans-serif`;
-    const canvas = document.createElement('canvas');
-    const pen = /** @type {CanvasRenderingContext2D} */ (canvas.getContext('2d'));
-    pen.font = font;
-    const margin = pixels * (look.back ? 0.45 : 0.2);
-    canvas.width = Math.ceil(pen.measureText(text).width + 2 * margin);
-    canvas.height = Math.ceil(pixels * 1.5);
-    if (look.back) {
-        pen.fillStyle = look.back;
-        pen.beginPath();
-        pen.moveTo(canvas.height / 2, 0);
-        pen.arcTo(canvas.width, 0, canvas.width, canvas.height, canvas.height / 2);
-        pen.arcTo(canvas.width, canvas.height, 0, canvas.height, canvas.height / 2);
-        pen.arcTo(0, canvas.height, 0, 0, canvas.height / 2);
-        pen.arcTo(0, 0, canvas.width, 0, canvas.height / 2);
-        pen.fill();
-    }
-    pen.font = font;
-    pen.textAlign = 'center';
-    pen.textBaseline = 'middle';
-    if (!look.back) {
-        // Plain letters have a rim, so that they can be read on snow, too.
-        pen.lineJoin = 'round';
-        pen.lineWidth = pixels / 5;
-        pen.strokeStyle = 'rgba(14, 28, 44, 0.75)';
-        pen.strokeText(text, canvas.width / 2, canvas.height / 2 + pixels * 0.05);
-    }
-    pen.fillStyle = look.colour ?? '#ffffff';
-    pen.fillText(text, canvas.width / 2, canvas.height / 2 + pixels * 0.05);
-    const map = new THREE.CanvasTexture(canvas);
-    map.minFilter = THREE.LinearMipMapLinearFilter;
-    map.anisotropy = 4;
-    const tall = height * 1.5;
-    const mesh = new THREE.Mesh(
-        new THREE.PlaneBufferGeometry((tall * canvas.width) / canvas.height, tall),
-        new THREE.MeshBasicMaterial({map, transparent: true, depthTest: false, fog: false}));
-    mesh.position.set(...position);
-    // A camera's up is lost straight above and below; there the top points north.
-    const flatDistance = Math.hypot(position[0], position[2]);
-    if (flatDistance < 1e-3) mesh.up.set(0, 0, -1);
-    mesh.lookAt(0, 0, 0);
-    mesh.renderOrder = 3;
-    return mesh;
 }

@@ -4,8 +4,8 @@
 /**
  * @typedef {{position: number, busy: boolean, lost: number}} AxisTruth
  * @typedef {Record<import('./axes.js').AxisName, AxisTruth>} AxisTruths
- * @typedef {AxisTruths & {t: number, on: boolean, mount: string, lensType: number, speed: number,
- *   supply: number, icr: string, leds: string[], gravity: [number, number, number],
+ * @typedef {AxisTruths & {t: number, on: boolean, clock: string, mount: string, lensType: number,
+ * speed: number, supply: number, icr: string, leds: string[], gravity: [number, number, number],
  *   sharpness: [number, number, number]}} Head  the truth as GET /head tells it
  * @typedef {{t: number, kind: string, text: string}} TraceEvent
  * @typedef {{usage: string, effect: string}} Fault
@@ -52,6 +52,8 @@ export function tell(topic, value) {
 export const model = {
     /** @type {Head|null} */
     head: null,
+    /** When it came, in milliseconds of the browser's clock. */
+    headCame: 0,
     /** @type {Map<string, string>} */
     bus: new Map(),
     /** @type {Fault[]} */
@@ -61,6 +63,17 @@ export const model = {
     /** @type {Link} */
     link: 'connecting',
 };
+
+/**
+ * The camera's time in seconds. The truth comes only when something has changed; in real time the
+ * clock goes on meanwhile.
+ */
+export function cameraTime() {
+    const {head, headCame} = model;
+    if (head === null) return 0;
+    const passed = head.on && head.clock === 'real' ? (performance.now() - headCame) / 1000 : 0;
+    return head.t + passed * head.speed;
+}
 
 /** Whether there is a camera that runs. */
 export const powered = () => model.link === 'connected' && model.head !== null && model.head.on;

@@ -81,7 +81,9 @@ async function readAnew() {
 function takeHead(head) {
     const was = model.head;
     model.head = head;
-    if (was === null || was.on !== head.on) {
+    model.headCame = performance.now();
+    // Time that goes back is another boot's.
+    if (was === null || was.on !== head.on || head.t < was.t) {
         tell('power', head.on);
         // A boot has another bus, and its faults are those of before.
         if (was !== null && head.on) readAnew();

@@ -1,0 +1,74 @@
+"""Pictures of the page in the states that are worth a look.
+
+usage: screenshots.py KESTREL_TWIN FOLDER
+"""
+
+import pathlib
+import shutil
+import sys
+import tempfile
+
+from browser import Browser
+from twin import Twin
+
+LAPTOP = (1366, 768)
+TELEPHONE = (390, 844)
+SHARP = ("set lens.camN.focus fullrange", "run 8")
+
+# Name, the twin's options, and what brings it there after the boot.
+STATES = (
+    ("moving", (), (*SHARP, "set lens.camN.pan left:7", "set lens.camN.tilt up:3", "run 0.6",
+                    "set lens.camN.tilt stop", "run 0.2")),
+    ("homing", (), (*SHARP, "set lens.camN.action.cmd home1", "run 2.2")),
+    ("levelled-on-a-wall", ("--mount", "wall90"),
+     (*SHARP, "set lens.camN.rotate a:2500", "run 5", "set lens.camN.rotate auto", "run 12")),
+    ("out-of-focus", (), ("set lens.camN.focus a:900", "run 3")),
+    ("lights-on", (), (*SHARP, "set lens.camN.tilt a:4000", "run 4", *(
+        f"set lens.camN.light.{place}.{key} {value}"
+        for place, colour in (("front_left", "red"), ("front_right", "blue"),
+                              ("back_left", "green"), ("back_right", "yellow"))
+        for key, value in (("color", colour), ("brightness", "high"), ("state", "on"))),
+        "run 1")),
+    ("power-cut", (), (*SHARP, "power-cut")),
+)
+
+
+def main(program, folder):
+    folder = pathlib.Path(folder)
+    folder.mkdir(parents=True, exist_ok=True)
+    profile = tempfile.mkdtemp()
+    page = Browser(profile)
+    try:
+        for name, options, commands in STATES:
+            twin = Twin(program, *options)
+            try:
+                take(page, twin, folder, name, commands)
+            finally:
+                twin.stop()
+    finally:
+        page.quit()
+        shutil.rmtree(profile, ignore_errors=True)
+
+
+def take(page, twin, folder, name, commands):
+    page.size(*LAPTOP)
+    page.theme("dark")
+    twin.run(20)
+    page.open(twin.url)
+    twin.do(*commands)
+    page.wait_equal(page.state, "off" if name == "power-cut" else "on", "the page shows the power")
+    if name != "power-cut":
+        page.wait_equal(lambda: page.text('[data-axis="pan"] .number'), str(twin.position("pan")),
+                        "the page has followed")
+    for look, size in (("laptop", LAPTOP), ("telephone", TELEPHONE)):
+        for theme in ("dark", "light"):
+            page.size(*size, touch=look == "telephone")
+            page.theme(theme)
+            page.drawn()
+            file = folder / f"{name}-{look}-{theme}.png"
+            page.driver.save_screenshot(str(file))
+            print(file)
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:])
