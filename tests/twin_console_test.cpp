@@ -163,6 +163,16 @@ TEST(TwinConsole, AScriptMayBeAFileAndMayEndWithItsFirstFailure) {
     }
 }
 
+TEST(TwinConsole, OutputThatCannotBeWrittenIsAFailure) {
+    const Camera camera;
+    const std::string path = camera.pathOf("/errors");
+    camera.write("/errors", "");
+    const std::string command =
+        std::string("echo get x | '") + KESTREL_TWIN_PATH + "' --quiet >/dev/full 2>'" + path + "'";
+    EXPECT_EQ(WEXITSTATUS(std::system(command.c_str())), 1);
+    EXPECT_THAT(camera.read("/errors").value_or(""), HasSubstr("standard output: No space left"));
+}
+
 TEST(TwinConsoleRealClock, AWaitCountsFromTheSetHoweverLateItComes) {
     const Camera camera(Positions{});
     Conversation talk(

@@ -1,12 +1,14 @@
 // The virtual clock: who runs when.
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <string>
 #include <vector>
 
 #include "platform/clock.h"
 #include "platform/thread.h"
 #include "tests/twin_world.h"
+#include "twin/camera/guard.h"
 #include "twin/camera/watch.h"
 #include "twin/clock/timeline.h"
 
@@ -113,6 +115,20 @@ TEST_F(TwinTimeline, TheRawClockFollows) {
     EXPECT_GT(before.tv_sec, 0);
     EXPECT_EQ((after.tv_sec - before.tv_sec) * 1'000'000'000 + after.tv_nsec - before.tv_nsec,
               1'234'567'000);
+}
+
+TEST(TwinGuard, CountsSecondsThatStandStillUnlessTheOutputIsHeldUp) {
+    using std::chrono_literals::operator""ms;
+    twin::Guard guard;
+    const twin::Progress stands = {"actor", 5, 1};
+    EXPECT_EQ(guard.look(stands, 0ms), 0);
+    EXPECT_EQ(guard.look(stands, 100ms), 1);
+    EXPECT_EQ(guard.look(stands, 1100ms), 1);  // a reader that pages
+    EXPECT_EQ(guard.look(stands, 2100ms), 1);
+    EXPECT_EQ(guard.look(stands, 2200ms), 2);
+    EXPECT_EQ(guard.look({"actor", 6, 1}, 2200ms), 0);
+    EXPECT_EQ(guard.look({"actor", 6, 2}, 2200ms), 0);
+    EXPECT_EQ(guard.look({nullptr, 6, 2}, 2200ms), 0);
 }
 
 TEST_F(TwinTimeline, TheGuardNamesAnActorThatNeverYields) {

@@ -53,6 +53,7 @@ struct Bus {
     std::vector<Listener> listeners;
     std::deque<Delivery> deliveries;
     Watch* watch = nullptr;
+    bool brokenOff = false;  // the console's command is to end
     // The sets that the console's next wait counts: those later than `quietUntil`.
     std::deque<PastSet> pastSets;
     Microseconds quietUntil = 0;
@@ -164,6 +165,29 @@ std::optional<Microseconds> takePastSet(const std::string& key, const std::strin
     return time;
 }
 
+// Waits for the watch's set, or for the deadline.
+WaitEnd waitFor(Watch& watch, Microseconds deadline) {
+    Bus& b = bus();
+    {
+        const WorldLock world;
+        if (b.brokenOff) {
+            return {{}, true};
+        }
+        if (const auto past = takePastSet(watch.key, watch.value)) {
+            return {past, false};
+        }
+        countSetsLaterThan(deadline);
+        b.watch = &watch;
+    }
+    watch.gate.pass(deadline);
+    const WorldLock world;
+    b.watch = nullptr;
+    if (b.brokenOff && !watch.seen) {
+        b.quietUntil = std::min(b.quietUntil, now());
+    }
+    return {watch.seen, b.brokenOff && !watch.seen};
+}
+
 // Takes the oldest set that was not delivered yet.
 std::optional<Delivery> takeDelivery() {
     const WorldLock world;
@@ -253,31 +277,25 @@ void countWaitsFromNow() {
     countSetsLaterThan(kAlready);
 }
 
-void letTimePass(Microseconds deadline) {
-    {
-        const WorldLock world;
-        countSetsLaterThan(deadline);
-    }
-    sleepUntil(deadline);
+WaitEnd letTimePass(Microseconds deadline) {
+    Watch nothing;
+    return waitFor(nothing, deadline);
 }
 
-std::optional<Microseconds> waitForSet(const std::string& key, const std::string& value,
-                                       Microseconds deadline) {
+WaitEnd waitForSet(const std::string& key, const std::string& value, Microseconds deadline) {
     Watch watch;
     watch.key = canonical(key);
     watch.value = value;
-    {
-        const WorldLock world;
-        if (const auto past = takePastSet(watch.key, watch.value)) {
-            return past;
-        }
-        countSetsLaterThan(deadline);
-        bus().watch = &watch;
-    }
-    watch.gate.pass(deadline);
+    return waitFor(watch, deadline);
+}
+
+void breakWaitsOff(bool broken) {
     const WorldLock world;
-    bus().watch = nullptr;
-    return watch.seen;
+    Bus& b = bus();
+    b.brokenOff = broken;
+    if (broken && b.watch != nullptr) {
+        b.watch->gate.open();
+    }
 }
 
 }  // namespace twin

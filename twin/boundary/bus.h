@@ -35,19 +35,28 @@ std::optional<std::string> busValue(const std::string& key);
 // All keys that begin with `prefix` and are longer than it, in byte order.
 std::map<std::string, std::string> busKeysBelow(const std::string& prefix);
 
-// The console's waits. For the console only, as is setFromConsole: all of them look back to where
-// the last of these four ended, so that nothing is missed between two commands, however long that
-// takes. At most some ten thousand sets are looked back on.
+// The console's waits. For the console only, as is setFromConsole. A wait counts the sets since the
+// console last changed the world or let time pass, so that nothing is missed between two commands,
+// however long that takes; some ten thousand at most are looked back on.
 
 // A wait counts from now on: what the console does next changes the world.
 void countWaitsFromNow();
 
-// Lets time pass until `deadline`.
-void letTimePass(Microseconds deadline);
+// How a wait ended: with the set (when it was made), broken off, or at its deadline.
+struct WaitEnd {
+    std::optional<Microseconds> seen;
+    bool brokenOff = false;
+};
 
-// Waits until somebody sets `key` to `value`, at most until `deadline`. Returns the time of the
-// set, which may have been made already; none if there was none.
-std::optional<Microseconds> waitForSet(const std::string& key, const std::string& value,
-                                       Microseconds deadline);
+// Lets time pass until `deadline`.
+WaitEnd letTimePass(Microseconds deadline);
+
+// Waits until somebody sets `key` to `value`, which may have happened already, at most until
+// `deadline`.
+WaitEnd waitForSet(const std::string& key, const std::string& value, Microseconds deadline);
+
+// Breaks off the wait that the console is in, and those that it begins later, until it is called
+// with false. With the real clock for any thread.
+void breakWaitsOff(bool broken);
 
 }  // namespace twin

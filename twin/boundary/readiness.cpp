@@ -27,4 +27,8 @@ bool waitUntilReady(Microseconds deadline) {
     return gReady || readiness().pass(deadline) || gReady;
 }
 
+void stopWaitingUntilReady() {
+    readiness().open();
+}
+
 }  // namespace twin

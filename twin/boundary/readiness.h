@@ -13,4 +13,7 @@ void noteThreadStart();
 // For the console only, or whoever stands in its place; with the virtual clock time passes.
 bool waitUntilReady(Microseconds deadline);
 
+// Ends the console's waiting for it. Real clock only, any thread.
+void stopWaitingUntilReady();
+
 }  // namespace twin

@@ -159,6 +159,9 @@ void endRun(int status) {
         status = status == 0 ? 1 : status;
     }
     closeOutput(true);
+    if (outputLost() && status == 0) {
+        status = 1;
+    }
     removeTemporaryState();
     checkForLeaks();
     _exit(status);

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <thread>
 
+#include "twin/camera/guard.h"
 #include "twin/camera/session.h"
 #include "twin/camera/state.h"
 #include "twin/clock/actors.h"
@@ -19,6 +20,7 @@ namespace {
 
 std::atomic<int> gSignal{0};
 pthread_t gWatcher{};
+std::atomic<bool (*)()> gBreakOff{nullptr};
 
 // The terminal is closed, or nobody reads the output any more: none of the daemon's business.
 bool isHangup(int signal) {
@@ -49,6 +51,10 @@ void passOn(int signal) {
 }
 
 void takeSignal(int signal) {
+    if (bool (*const breakOff)() = gBreakOff;
+        signal == SIGINT && breakOff != nullptr && breakOff()) {
+        return;
+    }
     if (!clockIsVirtual()) {
         take(signal);
     }
@@ -63,39 +69,24 @@ void takeSignal(int signal) {
     eventfd_write(signalDescriptor(), 1);
 }
 
-class Guard {
-public:
-    explicit Guard(int seconds) : seconds_(seconds) {}
-
-    // Called once a second.
-    void look() {
-        const Progress progress = runProgress();
-        const bool stands = progress.running != nullptr && progress.time == last_.time &&
-                            progress.turn == last_.turn;
-        standing_ = stands ? standing_ + 1 : 0;
-        last_ = progress;
-        if (standing_ >= seconds_) {
-            std::fprintf(stderr, "kestrel-twin: %s has run for %d s without waiting; giving up\n",
-                         progress.running, seconds_);
-            giveUp(1);
-        }
+void look(Guard& guard, int guardSeconds) {
+    const Progress progress = runProgress();
+    if (guard.look(progress, outputHeldUp()) >= guardSeconds) {
+        std::fprintf(stderr, "kestrel-twin: %s has run for %d s without waiting; giving up\n",
+                     progress.running, guardSeconds);
+        giveUp(1);
     }
-
-private:
-    int seconds_;
-    int standing_ = 0;
-    Progress last_{nullptr, 0, 0};
-};
+}
 
 [[noreturn]] void watch(sigset_t signals, int guardSeconds) {
-    Guard guard(guardSeconds);
+    Guard guard;
     for (;;) {
         const timespec second{1, 0};
         const int signal = sigtimedwait(&signals, nullptr, &second);
         if (signal > 0) {
             takeSignal(signal);
         } else if (clockIsVirtual()) {
-            guard.look();
+            look(guard, guardSeconds);
         }
     }
 }
@@ -105,6 +96,10 @@ private:
 int signalDescriptor() {
     static const int descriptor = eventfd(0, EFD_CLOEXEC);
     return descriptor;
+}
+
+void onInterrupt(bool (*breakOff)()) {
+    gBreakOff = breakOff;
 }
 
 void startWatch(int guardSeconds) {

@@ -26,6 +26,7 @@ namespace twin {
 namespace {
 
 constexpr const char* kUsualWait = "60";
+constexpr const char* kBrokenOff = "broken off";
 constexpr Microseconds kLongestStart = 60'000'000;
 
 bool gQuit = false;
@@ -115,7 +116,9 @@ void listKeys(Call& call) {
 
 void runTime(Call& call) {
     if (const auto span = takeSeconds(call, call.word(0))) {
-        letTimePass(now() + *span);
+        if (letTimePass(now() + *span).brokenOff) {
+            reply(call, kBrokenOff);
+        }
     }
 }
 
@@ -126,9 +129,11 @@ void waitForKey(Call& call) {
     if (!limit || !checkKey(call, key)) {
         return;
     }
-    const auto seen = waitForSet(key, awaited->value, now() + *limit);
-    if (seen) {
-        reply(call, "ok " + secondsText(*seen));
+    const WaitEnd end = waitForSet(key, awaited->value, now() + *limit);
+    if (end.seen) {
+        reply(call, "ok " + secondsText(*end.seen));
+    } else if (end.brokenOff) {
+        reply(call, kBrokenOff);
     } else {
         failWith(call, "timeout, " + stateOf(key));
     }
@@ -262,8 +267,8 @@ std::string usageOf(const Command& command) {
 
 void unknownCommand(Call& call, const std::string& name) {
     std::string names;
-    for (const Command& row : kCommands) {
-        names += (names.empty() ? "" : ", ") + std::string(row.name);
+    for (const std::string& known : commandNames()) {
+        names += (names.empty() ? "" : ", ") + known;
     }
     fail(call, "unknown command '" + name.substr(0, 40) + "', accepted: " + names);
 }
@@ -308,6 +313,19 @@ bool execute(const std::string& line, const Answers& answers) {
         command->execute(call);
     }
     return call.good;
+}
+
+std::vector<std::string> commandNames() {
+    std::vector<std::string> names;
+    for (const Command& row : kCommands) {
+        names.emplace_back(row.name);
+    }
+    return names;
+}
+
+std::string usageOf(const std::string& name) {
+    const Command* const command = findCommand(name);
+    return command == nullptr ? "" : usageOf(*command);
 }
 
 bool quitAsked() {

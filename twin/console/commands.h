@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace twin {
 
@@ -18,6 +19,10 @@ struct Answers {
 // Carries a command out; blank lines and remarks are none. False if it was wrong, or if what it
 // expected did not come. With the virtual clock time moves only in here. The console's thread only.
 bool execute(const std::string& line, const Answers& answers);
+
+// The commands' names, and how the one of that name is written; empty if there is none.
+std::vector<std::string> commandNames();
+std::string usageOf(const std::string& name);
 
 // Whether `quit` was carried out.
 bool quitAsked();

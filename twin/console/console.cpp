@@ -12,6 +12,7 @@
 #include "twin/console/input.h"
 #include "twin/console/line_reader.h"
 #include "twin/console/requests.h"
+#include "twin/console/terminal.h"
 #include "twin/trace/output.h"
 
 namespace twin {
@@ -54,6 +55,34 @@ bool takeLine(int number, bool& end) {
     return false;
 }
 
+void takeScript(bool stopOnError) {
+    bool end = false;
+    for (int number = 1; !end && !quitAsked(); ++number) {
+        if (!takeLine(number, end)) {
+            failRun();
+            end = end || stopOnError;
+        }
+        executeRequests();
+    }
+}
+
+void takeTypedLines(bool stopOnError) {
+    static bool failed = false;
+    say(kGreeting);
+    openTerminal();
+    std::string line;
+    while (!quitAsked() && !(failed && stopOnError) && readTypedLine(line)) {
+        executeTyped(
+            [](const std::string& typed) {
+                if (!execute(typed, {answer})) {
+                    failRun();
+                    failed = true;
+                }
+            },
+            line);
+    }
+}
+
 }  // namespace
 
 bool openStreams(const std::string& path) {
@@ -80,21 +109,9 @@ void keepConsoleOpen() {
 
 int runConsole(const ConsoleOptions& options) {
     if (options.interactive) {
-        say(kGreeting);
-    }
-    bool end = false;
-    for (int number = 1; !end && !quitAsked(); ++number) {
-        if (options.interactive) {
-            say("> ");
-        }
-        if (!takeLine(number, end)) {
-            failRun();
-            end = end || options.stopOnError;
-        }
-        executeRequests();
-    }
-    if (options.interactive) {
-        say("\n");
+        takeTypedLines(options.stopOnError);
+    } else {
+        takeScript(options.stopOnError);
     }
     if (gKeptOpen) {
         serveOthers();

@@ -15,16 +15,26 @@ namespace twin {
 
 namespace {
 
+int gFurther = -1;
+void (*gServe)() = nullptr;
+
 // Waits until `input` can be read, which a negative descriptor never can.
 bool await(int input) {
     while (!quitAsked()) {
-        std::array<pollfd, 3> sources = {{{input, POLLIN, 0},
+        std::array<pollfd, 4> sources = {{{input, POLLIN, 0},
                                           {signalDescriptor(), POLLIN, 0},
-                                          {requestDescriptor(), POLLIN, 0}}};
-        if (poll(sources.data(), sources.size(), -1) < 0 && errno != EINTR) {
-            return false;
+                                          {requestDescriptor(), POLLIN, 0},
+                                          {gFurther, POLLIN, 0}}};
+        if (poll(sources.data(), sources.size(), -1) < 0) {
+            if (errno != EINTR) {
+                return false;
+            }
+            continue;
         }
         takeInterrupt();
+        if (sources[3].revents != 0) {
+            gServe();
+        }
         if (sources[2].revents != 0) {
             executeRequests();
         } else if (sources[0].revents != 0) {
@@ -38,6 +48,11 @@ bool await(int input) {
 
 bool awaitInput() {
     return await(STDIN_FILENO);
+}
+
+void serveWhileWaiting(int descriptor, void (*serve)()) {
+    gFurther = descriptor;
+    gServe = serve;
 }
 
 void serveOthers() {

@@ -7,6 +7,9 @@ namespace twin {
 // are served meanwhile. False if the run is over. The console's thread only.
 bool awaitInput();
 
+// Has `serve` called while the console waits and the descriptor can be read.
+void serveWhileWaiting(int descriptor, void (*serve)());
+
 // Serves other threads and signals until the run is over.
 void serveOthers();
 

@@ -2,6 +2,7 @@
 // order in which they happened. Every function may be called from any thread.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <string>
 
@@ -35,6 +36,26 @@ void flushOutput();
 // The last flush: also prints an unfinished line of the daemon. `patient` waits for a thread that
 // is printing; otherwise the rest is given up.
 void closeOutput(bool patient);
+
+// For how long printing has waited in all, up to now, for whoever reads the output. Any thread.
+std::chrono::nanoseconds outputHeldUp();
+
+// Whether output was lost because it could not be written; a line on standard error has said why.
+bool outputLost();
+
+// While a line is edited at the terminal: what is printed is kept, and `arrivals`, an eventfd,
+// becomes readable when something has come. The console's thread only, as are the next two.
+void holdOutput(int arrivals);
+
+// What has been kept since the last call.
+std::string takeHeldOutput();
+
+// Writes what has been kept; from here on everything is written at once again.
+void releaseOutput();
+
+// Has `restore` called when the output is closed, whichever way the run ends. Any thread may be the
+// caller then.
+void onOutputClosed(void (*restore)());
 
 // Whether something was reported that must never happen.
 bool violationSeen();

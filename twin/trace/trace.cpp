@@ -16,6 +16,7 @@
 #include "twin/clock/timeline.h"
 #include "twin/trace/disk_limit.h"
 #include "twin/trace/output.h"
+#include "twin/trace/writer.h"
 
 namespace twin {
 
@@ -26,6 +27,7 @@ constexpr std::size_t kLongestLine = 4096;
 OutputOptions gOptions;
 FILE* gOutput = nullptr;
 std::atomic<bool> gViolation{false};
+std::atomic<void (*)()> gRestore{nullptr};
 
 // Guards everything printed. Taken after the world's lock, never before it.
 std::mutex& outputMutex() {
@@ -107,7 +109,7 @@ ssize_t captureDaemonText(void*, const char* text, std::size_t length) {
 void openOutput(const OutputOptions& options) {
     const std::lock_guard lock(outputMutex());
     gOptions = options;
-    gOutput = fdopen(dup(STDOUT_FILENO), "w");
+    gOutput = openWriter(STDOUT_FILENO);
     cookie_io_functions_t functions{};
     functions.write = captureDaemonText;
     FILE* const captured = fopencookie(nullptr, "w", functions);
@@ -199,6 +201,31 @@ void flushOutput() {
     }
 }
 
+void holdOutput(int arrivals) {
+    const Printing printing;
+    if (gOutput != nullptr) {
+        std::fflush(gOutput);
+        hold(arrivals);
+    }
+}
+
+std::string takeHeldOutput() {
+    const Printing printing;
+    if (gOutput != nullptr) {
+        std::fflush(gOutput);
+    }
+    return takeHeld();
+}
+
+void releaseOutput() {
+    const Printing printing;
+    release();
+}
+
+void onOutputClosed(void (*restore)()) {
+    gRestore = restore;
+}
+
 void closeOutput(bool patient) {
     std::unique_lock lock(outputMutex(), std::defer_lock);
     if (patient) {
@@ -213,6 +240,10 @@ void closeOutput(bool patient) {
     if (!openLine().empty()) {
         finishDaemonLine();
     }
+    if (void (*const restore)() = gRestore) {
+        restore();
+    }
+    release();
     std::fflush(gOutput);
     gOutput = nullptr;
 }
