@@ -149,13 +149,13 @@ std::string moves() {
 struct Cut {
     Camera camera;
     Entries head;
-    int count = 0;  // the latest x.count
+    int count = 0;  // the latest x.count, if there was one yet
 
     Cut(const Camera& original, int change) : camera(original) {
         camera.fault("power-cut " + std::to_string(change));
         camera.run("run 20\nget x\n" + moves(), kQuiet);
         head = entriesOf(contentOf(camera.pathOf("/../head")));
-        count = std::stoi(entriesOf(contentOf(camera.pathOf("/../bus")))["x.count"]);
+        count = std::atoi(entriesOf(contentOf(camera.pathOf("/../bus")))["x.count"].c_str());
     }
 };
 
