@@ -16,8 +16,9 @@ constinit SharedInt giZoomTarget = 0;
 constinit SharedInt giFocusTarget = 0;
 constinit SharedInt giIrisTarget = 0;
 constinit SharedInt gaTargetSeen[6] = {};
-constinit SharedInt gaWaitingOrder[6] = {kNoOrder, kNoOrder, kNoOrder,
-                                         kNoOrder, kNoOrder, kNoOrder};
+constinit std::atomic<WaitingOrder> gaWaitingOrder[6] = {kNoOrder, kNoOrder, kNoOrder,
+                                                         kNoOrder, kNoOrder, kNoOrder};
+static_assert(std::atomic<WaitingOrder>::is_always_lock_free);
 constinit SharedInt iPanContinuous = 0;
 constinit SharedInt iTiltContinuous = 0;
 constinit SharedInt iRotateContinuous = 0;

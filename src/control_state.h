@@ -89,11 +89,18 @@ extern constinit SharedInt giPanTarget, giTiltTarget, giNewRotat, giZoomTarget, 
 // start-up).
 extern constinit SharedInt gaTargetSeen[6];
 // What has been ordered since the lens loop last took the targets (order of `Axis`): nothing, an
-// absolute target (which then stands in the target), or else the steps of relative words, added up.
-// Written by `axis/targets.h`.
-inline constexpr std::int32_t kNoOrder = INT32_MIN;
-inline constexpr std::int32_t kAbsoluteOrder = INT32_MIN + 1;
-extern constinit SharedInt gaWaitingOrder[6];
+// absolute target (which then stands in the target), or else relative words: `steps` to be added to
+// the target, the result forced between `low` and `high`. Written by `axis/targets.h`.
+struct WaitingOrder {
+    std::int32_t steps;
+    // No range reaches beyond 16 bits. `low` above `high` tells the first two.
+    std::uint16_t low;
+    std::uint16_t high;
+    bool operator==(const WaitingOrder&) const = default;
+};
+inline constexpr WaitingOrder kNoOrder = {0, 1, 0};
+inline constexpr WaitingOrder kAbsoluteOrder = {1, 1, 0};
+extern constinit std::atomic<WaitingOrder> gaWaitingOrder[6];
 // Continuous commands: 0 none, sign = direction; pan and tilt: magnitude 1 to 9 = speed step,
 // others: a step multiplier.
 extern constinit SharedInt iPanContinuous, iTiltContinuous, iRotateContinuous, iZoomContinuous,

@@ -1,13 +1,13 @@
 #include "axis/targets.h"
 
-#include <algorithm>
+#include <atomic>
 
 #include "control_state.h"
 #include "numbers.h"
 
 namespace {
 
-SharedInt& waitingOrder(Axis axis) {
+std::atomic<WaitingOrder>& waitingOrder(Axis axis) {
     return gaWaitingOrder[static_cast<std::size_t>(axis)];
 }
 
@@ -15,14 +15,22 @@ SharedInt& seen(Axis axis) {
     return gaTargetSeen[static_cast<std::size_t>(axis)];
 }
 
-std::int32_t movedBy(Axis axis, std::int32_t target, std::int32_t steps) {
-    return clampToAxis(axisRow(axis).relativeLimits, std::int64_t{target} + steps);
+// What one relative word does to a target.
+WaitingOrder relativeOrder(Axis axis, std::int32_t steps) {
+    const AxisRow& limits = axisRow(axisRow(axis).relativeLimits);
+    return {steps, static_cast<std::uint16_t>(gLensRange[limits.minimum]),
+            static_cast<std::uint16_t>(gLensRange[limits.maximum])};
 }
 
-// The sum of relative words, as `gaWaitingOrder` has it.
-std::int32_t addSteps(std::int32_t waiting, std::int32_t steps) {
-    const std::int64_t sum = waiting == kNoOrder ? steps : std::int64_t{waiting} + steps;
-    return std::max(saturateToInt32(sum), kAbsoluteOrder + 1);
+std::int32_t carriedOut(const WaitingOrder& order, std::int32_t target) {
+    return clampToRange(order.high, order.low, std::int64_t{target} + order.steps);
+}
+
+// One after the other. Sums beyond 32 bits have met an end of the range long before.
+WaitingOrder joined(const WaitingOrder& first, const WaitingOrder& next) {
+    return {saturateToInt32(std::int64_t{first.steps} + next.steps),
+            static_cast<std::uint16_t>(carriedOut(next, first.low)),
+            static_cast<std::uint16_t>(carriedOut(next, first.high))};
 }
 
 }  // namespace
@@ -36,13 +44,15 @@ void orderTarget(Axis axis, std::int32_t target) {
 
 void orderRelative(Axis axis, std::int32_t steps) {
     SharedInt& target = *axisRow(axis).target;
+    const WaitingOrder order = relativeOrder(axis, steps);
     for (bool ordered = false; !ordered;) {
-        const std::int32_t waiting = waitingOrder(axis);
+        WaitingOrder waiting = waitingOrder(axis);
         if (waiting == kAbsoluteOrder) {
             const std::int32_t absolute = target;
-            ordered = replaceIfUnchanged(target, absolute, movedBy(axis, absolute, steps));
+            ordered = replaceIfUnchanged(target, absolute, carriedOut(order, absolute));
         } else {
-            ordered = replaceIfUnchanged(waitingOrder(axis), waiting, addSteps(waiting, steps));
+            const WaitingOrder both = waiting == kNoOrder ? order : joined(waiting, order);
+            ordered = waitingOrder(axis).compare_exchange_strong(waiting, both);
         }
     }
 }
@@ -50,10 +60,10 @@ void orderRelative(Axis axis, std::int32_t steps) {
 std::int32_t takeTarget(Axis axis) {
     const std::int32_t target = *axisRow(axis).target;
     seen(axis) = target;
-    const std::int32_t steps = waitingOrder(axis).exchange(kNoOrder);
-    if (steps != kNoOrder && steps != kAbsoluteOrder) {
+    const WaitingOrder order = waitingOrder(axis).exchange(kNoOrder);
+    if (order != kNoOrder && order != kAbsoluteOrder) {
         // Not where an absolute order has come after them.
-        replaceTarget(axis, movedBy(axis, target, steps));
+        replaceTarget(axis, carriedOut(order, target));
     }
     return seenTarget(axis);
 }
@@ -63,12 +73,12 @@ std::int32_t seenTarget(Axis axis) {
 }
 
 bool orderWaits(Axis axis) {
-    return waitingOrder(axis) != kNoOrder;
+    return waitingOrder(axis).load() != kNoOrder;
 }
 
 bool replaceTarget(Axis axis, std::int32_t next) {
     // An absolute order to the very place that the axis came from leaves the number as it was.
-    if (waitingOrder(axis) == kAbsoluteOrder ||
+    if (waitingOrder(axis).load() == kAbsoluteOrder ||
         !replaceIfUnchanged(*axisRow(axis).target, seen(axis), next)) {
         return false;
     }

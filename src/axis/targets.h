@@ -1,11 +1,11 @@
 // The hand-over of the axes' targets from those who order moves (main thread) to the lens loop.
 //
 // An absolute order stands until the lens loop takes it, also through a run (homing, autofocus,
-// levelling) that has the axis meanwhile: it is carried out afterwards. Relative words are added up
-// and reach the target only when the lens loop takes it, which no run does in its middle: so they
-// count from where the run leaves the axis, and the range is applied to the sum. After an absolute
-// order that has not been taken they count from that one. The last absolute order wins over all
-// before it.
+// levelling) that has the axis meanwhile: it is carried out afterwards. Relative words wait and
+// reach the target only when the lens loop takes it, which no run does in its middle: so the first
+// counts from where the run leaves the axis, and each later one from where those before it lead,
+// each forced into the range. After an absolute order that has not been taken they count from that
+// one. The last absolute order wins over all before it.
 #pragma once
 
 #include <cstdint>
