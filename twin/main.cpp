@@ -1,6 +1,7 @@
 #include "app/startup.h"
 #include "twin/camera/session.h"
 #include "twin/console/console.h"
+#include "twin/mqtt.h"
 #include "twin/options.h"
 
 int main(int argc, char** argv) {
@@ -13,5 +14,8 @@ int main(int argc, char** argv) {
         return 1;
     }
     twin::powerUp(options.session, runKestrel);
-    twin::endRun(twin::runConsole(options.console));
+    twin::startMqtt(options.mqtt);
+    const int status = twin::runConsole(options.console);
+    twin::stopMqtt();
+    twin::endRun(status);
 }

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 namespace twin {
 
@@ -112,14 +113,38 @@ std::string usageOf(const OptionRow& row) {
            (row.value == nullptr ? "" : row.value);
 }
 
+std::string usageOf(const bridge::OptionRow& row) {
+    return "--" + std::string(row.name) + " " + row.value;
+}
+
+// An option of any kind, as getopt_long and the texts about options want it.
+struct Known {
+    std::string name;
+    std::string usage;
+    std::string help;
+    bool hasValue;
+};
+
+// The twin's own options, and the bridge's behind them.
+std::vector<Known> knownOptions() {
+    std::vector<Known> known;
+    for (const OptionRow& row : kOptions) {
+        known.push_back({row.name, usageOf(row), row.help, row.value != nullptr});
+    }
+    for (const bridge::OptionRow& row : bridge::optionRows()) {
+        known.push_back({row.name, usageOf(row), row.help, true});
+    }
+    return known;
+}
+
 void printHelp() {
     std::puts(
         "kestrel-twin: the head-control daemon on a simulated camera.\n"
         "Usage: kestrel-twin [OPTION...] [SCRIPT]\n"
         "Reads commands from the file SCRIPT, or from standard input, one a line; the command\n"
         "`help` lists them.\n\nOptions:");
-    for (const OptionRow& row : kOptions) {
-        std::printf("  %s\n        %s\n", usageOf(row).c_str(), row.help);
+    for (const Known& option : knownOptions()) {
+        std::printf("  %s\n        %s\n", option.usage.c_str(), option.help.c_str());
     }
     std::puts(
         "\nWithout --clock the clock is real where commands are typed at a terminal, else "
@@ -131,8 +156,8 @@ void printHelp() {
 
 std::string acceptedOptions() {
     std::string text;
-    for (const OptionRow& row : kOptions) {
-        text += (text.empty() ? "--" : ", --") + std::string(row.name);
+    for (const Known& option : knownOptions()) {
+        text += (text.empty() ? "--" : ", --") + option.name;
     }
     return text;
 }
@@ -145,13 +170,13 @@ CommandLine wrong(const std::string& text) {
 // What is wrong with an option that was not taken.
 std::string misuse(const std::string& word, bool lacksValue) {
     const std::string name = word.substr(0, word.find('='));
-    for (const OptionRow& row : kOptions) {
+    for (const Known& option : knownOptions()) {
         // Options may be shortened as long as they are clear.
-        if (lacksValue && usageOf(row).starts_with(name)) {
-            return name + " needs a value, accepted: " + usageOf(row);
+        if (lacksValue && option.usage.starts_with(name)) {
+            return name + " needs a value, accepted: " + option.usage;
         }
-        if (name == usageOf(row)) {
-            return name + " takes no value, accepted: " + usageOf(row);
+        if (name == option.usage) {
+            return name + " takes no value, accepted: " + option.usage;
         }
     }
     return "unknown option " + word + ", accepted: " + acceptedOptions();
@@ -167,6 +192,12 @@ CommandLine finish(Given& given) {
     if (given.speed && options.session.virtualClock) {
         return wrong("--speed is accepted with --clock real only");
     }
+    if (const std::string problem = bridge::optionsProblem(options.mqtt); !problem.empty()) {
+        return wrong(problem);
+    }
+    if (options.mqtt.wanted && options.session.virtualClock) {
+        return wrong("--mqtt is accepted with --clock real only");
+    }
     options.session.output.lineByLine =
         options.console.interactive || !options.session.virtualClock;
     return {true, 0, options};
@@ -175,11 +206,13 @@ CommandLine finish(Given& given) {
 }  // namespace
 
 CommandLine readCommandLine(int argc, char** argv) {
-    std::array<option, kOptions.size() + 1> table{};
-    for (std::size_t i = 0; i < kOptions.size(); ++i) {
-        table[i] = {kOptions[i].name, kOptions[i].value == nullptr ? 0 : 1, nullptr,
-                    static_cast<int>(i)};
+    const std::vector<Known> known = knownOptions();
+    std::vector<option> table;
+    for (const Known& each : known) {
+        table.push_back(
+            {each.name.c_str(), each.hasValue ? 1 : 0, nullptr, static_cast<int>(table.size())});
     }
+    table.push_back({});
     Given given;
     opterr = 0;
     for (;;) {
@@ -191,7 +224,16 @@ CommandLine readCommandLine(int argc, char** argv) {
         if (found == ':' || found == '?') {
             return wrong(misuse(argv[std::min(current, argc - 1)], found == ':'));
         }
-        const OptionRow& row = kOptions[static_cast<std::size_t>(found)];
+        const auto index = static_cast<std::size_t>(found);
+        if (index >= kOptions.size()) {
+            const bridge::OptionRow& row = bridge::optionRows()[index - kOptions.size()];
+            if (!bridge::takeOption(given.options.mqtt, row, optarg)) {
+                return wrong("--" + std::string(row.name) + " '" + optarg +
+                             "', accepted: " + row.accepted);
+            }
+            continue;
+        }
+        const OptionRow& row = kOptions[index];
         if (row.take == nullptr) {
             if (std::string_view(row.name) == "help") {
                 printHelp();

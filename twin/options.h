@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "bridge/options.h"
 #include "twin/camera/session.h"
 #include "twin/console/console.h"
 
@@ -12,6 +13,7 @@ struct Options {
     SessionOptions session;
     ConsoleOptions console;
     std::string script;  // the file with the commands; empty: standard input
+    bridge::Options mqtt;
 };
 
 // What the command line asks for: a run, or nothing more than text that has been printed.
