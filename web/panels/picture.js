@@ -233,12 +233,29 @@ stage.addEventListener('keyup', (event) => {
     if (axis !== '') send(`set lens.camN.${axis} stop`);
 });
 
+/**
+ * A switch of what the encoder does with the sensor's picture.
+ * @param {'flip'|'mirror'|'rotate'} name
+ */
+function encoderSwitch(name) {
+    const command = () => `set image.camN.${name} ${encoding()[name] ? 'off' : 'on'}`;
+    const button = commandButton(name[0].toUpperCase() + name.slice(1), command, {class: 'quiet'});
+    const show = () => button.setAttribute('aria-pressed', String(encoding()[name]));
+    listen('bus', show);
+    listen('keys', show);
+    show();
+    return button;
+}
+
 export function makePicture() {
     startDrawing();
     for (const topic of /** @type {const} */ (['head', 'keys', 'bus', 'faults', 'link']))
         listen(topic, draw);
     new ResizeObserver(draw).observe(stage);
+    const switches = element(
+        'div', {class: 'encoding', role: 'group', 'aria-label': 'What the encoder does'},
+        encoderSwitch('flip'), encoderSwitch('mirror'), encoderSwitch('rotate'));
     const made = panel('picture', 'Picture', stage, readings);
-    made.querySelector('header')?.append(help);
+    made.querySelector('header')?.append(help, switches);
     return made;
 }
