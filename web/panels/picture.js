@@ -149,6 +149,8 @@ function showFocus(distance) {
 
 const draw = drawSoon(() => {
     const head = model.head;
+    // Without the keys nobody knows which way up the encoder turns the picture.
+    if (model.bus.size === 0) return;
     const dark = head === null || !head.on || head.pan === undefined;
     off.hidden = !dark;
     stage.classList.toggle('dark', dark);
