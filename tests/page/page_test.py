@@ -48,6 +48,16 @@ def settled():
     shows_positions()
 
 
+def encoding():
+    """What the encoder does with the picture: flip, mirror, rotate."""
+    return tuple(twin.key(f"image.camN.{name}") == "on" for name in ("flip", "mirror", "rotate"))
+
+
+def choose_speed(speed):
+    page.script("const slider = document.getElementById('speed'); slider.value = arguments[0];"
+                "slider.dispatchEvent(new Event('input'))", speed)
+
+
 def shows_positions():
     for axis in AXES:
         page.wait_equal(lambda: page.text(f'[data-axis="{axis}"] .number'), str(twin.position(axis)),
@@ -84,7 +94,8 @@ class Buttons(unittest.TestCase):
         shows_positions()
 
     def test_a_diagonal_moves_both_axes_at_the_chosen_speed(self):
-        page.script("const s = document.getElementById('speed'); s.value = 8; s.dispatchEvent(new Event('input'))")
+        choose_speed(8)
+        self.addCleanup(choose_speed, 5)
         before = twin.head()
         button = page.named("up and left", "#steer")
         page.forget_sent()
@@ -293,23 +304,24 @@ class Shown(unittest.TestCase):
                   "wall180": (11083, 3200), "wall270": (22166, 3200)}
         twin.do("set lens.camN.zoom a:0", "set lens.camN.focus a:274", "run 8")
         for mount, (pan, tilt) in places.items():
+            twin.do(f"mount {mount}", f"set lens.camN.pan a:{pan}", f"set lens.camN.tilt a:{tilt}",
+                    "run 10")
             for settings in EVERY if mount == "ceiling" else ((False, False, False),):
                 with self.subTest(mount, settings=settings):
-                    twin.do(f"mount {mount}", f"set lens.camN.pan a:{pan}", f"set lens.camN.tilt a:{tilt}", "run 10",
-                            *(f"set image.camN.{name} {'on' if on else 'off'}"
-                              for name, on in zip(("flip", "mirror", "rotate"), settings)), "run 10",
-                            "set lens.camN.rotate a:1500", "run 5")
-                    shows_positions()
+                    flip, mirror, rotate = ("on" if on else "off" for on in settings)
+                    # A change of rotate levels, which sets flip and mirror by itself.
+                    twin.do(f"set image.camN.rotate {rotate}", "run 20", "set lens.camN.rotate a:1500",
+                            "run 5", f"set image.camN.flip {flip}", f"set image.camN.mirror {mirror}")
+                    self.assertEqual(encoding(), settings)
                     self.check_roll(twin.head(), settings)
             for rotate in ("off", "on") if mount == "ceiling" else ("off",):
                 with self.subTest(mount, levelled=True, rotate=rotate):
-                    twin.do(f"set image.camN.rotate {rotate}", "run 20")
+                    twin.do(f"set image.camN.rotate {rotate}", "run 20", "set lens.camN.rotate a:1500",
+                            "run 5")
                     page.click(page.command("set lens.camN.rotate auto"), "set lens.camN.rotate auto")
                     twin.run(20)
-                    shows_positions()
-                    settings = [twin.key(f"image.camN.{name}") == "on" for name in ("flip", "mirror", "rotate")]
-                    self.check_roll(twin.head(), settings)
-                    self.assertLess(abs(roll_of(twin.head(), *settings)), 1.5, "upright")
+                    self.check_roll(twin.head(), encoding())
+                    self.assertLess(abs(roll_of(twin.head(), *encoding())), 1.5, "upright")
         twin.do("mount ceiling", *(f"set image.camN.{name} off" for name in ("flip", "mirror", "rotate")), "run 20")
 
     def test_the_blur_grows_with_the_distance_from_the_best_focus(self):
