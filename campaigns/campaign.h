@@ -40,8 +40,9 @@ struct Stage {
 Stage stageOf(const std::string& caseName);
 std::string stageName(const CampaignSession& session, int lensType);
 
-// A camera of its own on which the stage's session can begin.
+// A camera of its own on which the stage's session can begin, and a run of it.
 Camera cameraFor(const Stage& stage);
+Session runOn(const Camera& camera, const Stage& stage, const std::string& script);
 
 // The next number below `limit`; repeats for a seed.
 std::uint64_t pick(std::uint64_t& seed, std::uint64_t limit);

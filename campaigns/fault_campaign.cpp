@@ -321,7 +321,8 @@ std::string runCase(const std::string& name) {
     }
     const Parts parts = partsOf(each);
     const Session run =
-        camera.run(parts.session + parts.rest + parts.moves + parts.homeAndMoves + "get over");
+        runOn(camera, each.stage,
+              parts.session + parts.rest + parts.moves + parts.homeAndMoves + "get over");
     if (oneCaseAlone()) {
         std::fputs(run.output.c_str(), stdout);
     }
