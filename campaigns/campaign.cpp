@@ -200,14 +200,11 @@ Camera cameraFor(const Stage& stage) {
         model = &homed.try_emplace(stage.lensType, Positions{}, stage.lensType).first->second;
     }
     Camera camera(*model);
+    camera.remember("mount", stage.session->mount);
     if (stage.session->unhomed) {
         camera.remove(kPositionFile);
     }
     return camera;
-}
-
-Session runOn(const Camera& camera, const Stage& stage, const std::string& script) {
-    return camera.run(script, {"--clock", "virtual", "--trace", "--mount", stage.session->mount});
 }
 
 std::uint64_t pick(std::uint64_t& seed, std::uint64_t limit) {

@@ -40,9 +40,8 @@ struct Stage {
 Stage stageOf(const std::string& caseName);
 std::string stageName(const CampaignSession& session, int lensType);
 
-// A camera of its own on which the stage's session can begin, and a run of it.
+// A camera of its own on which the stage's session can begin.
 Camera cameraFor(const Stage& stage);
-Session runOn(const Camera& camera, const Stage& stage, const std::string& script);
 
 // The next number below `limit`; repeats for a seed.
 std::uint64_t pick(std::uint64_t& seed, std::uint64_t limit);

@@ -321,8 +321,7 @@ std::string runCase(const std::string& name) {
     }
     const Parts parts = partsOf(each);
     const Session run =
-        runOn(camera, each.stage,
-              parts.session + parts.rest + parts.moves + parts.homeAndMoves + "get over");
+        camera.run(parts.session + parts.rest + parts.moves + parts.homeAndMoves + "get over");
     if (oneCaseAlone()) {
         std::fputs(run.output.c_str(), stdout);
     }

@@ -269,7 +269,7 @@ std::string judge(const Cut& cut) {
     problems.require(cut.run.status == 0, "cut run: exit status " + std::to_string(cut.run.status));
     problems.require(cut.run.errors.empty(), "cut run: " + cut.run.errors);
     const Left left = inspect(cut, problems);
-    const Session next = runOn(cut.camera, cut.stage, nextBoot());
+    const Session next = cut.camera.run(nextBoot());
     problems.require(next.status == 0, "next boot: exit status " + std::to_string(next.status));
     problems.require(next.errors.empty(), "next boot: " + next.errors);
     judgeStart(next.trace, left, problems);
@@ -288,7 +288,7 @@ bool isFileWrite(const std::string& point, const Trace& trace) {
 
 std::string cutAtPoint(const Stage& stage, Camera& camera) {
     camera.fault("power-cut " + stage.rest);
-    const Session run = runOn(camera, stage, scriptOf(*stage.session));
+    const Session run = camera.run(scriptOf(*stage.session));
     constexpr std::string_view kCut = "power cut: ";
     if (run.answers.empty() || !run.answers.back().starts_with(kCut)) {
         return "    the session has no such point\n";
@@ -320,7 +320,7 @@ std::string runCase(const std::string& name) {
         return "    the session has no such instant\n";
     }
     countCut("at an instant in between, or at the end");
-    const Session run = runOn(camera, stage, cutAt(script, static_cast<std::int64_t>(time)));
+    const Session run = camera.run(cutAt(script, static_cast<std::int64_t>(time)));
     return judge({stage, run, camera, false});
 }
 
@@ -335,7 +335,7 @@ Course courseOf(const Stage& stage) {
     constexpr std::string_view kLeft = "active: power-cut ";
     Camera camera = cameraFor(stage);
     camera.fault("power-cut " + std::to_string(kMany));
-    const Session run = runOn(camera, stage, scriptOf(*stage.session) + "fault");
+    const Session run = camera.run(scriptOf(*stage.session) + "fault");
     Course course;
     for (const std::string& answer : run.answers) {
         if (answer.starts_with(kLeft)) {

@@ -1,8 +1,8 @@
 #include "app/startup.h"
 #include "twin/camera/session.h"
 #include "twin/console/console.h"
+#include "twin/mqtt.h"
 #include "twin/options.h"
-#include "twin/page/page.h"
 
 int main(int argc, char** argv) {
     const twin::CommandLine commandLine = twin::readCommandLine(argc, argv);
@@ -13,9 +13,9 @@ int main(int argc, char** argv) {
     if (!twin::openStreams(options.script)) {
         return 1;
     }
-    if (options.page) {
-        return twin::runPage(*options.page, {options.session, runKestrel, options.console, {}});
-    }
     twin::powerUp(options.session, runKestrel);
-    twin::endRun(twin::runConsole(options.console));
+    twin::startMqtt(options.mqtt);
+    const int status = twin::runConsole(options.console);
+    twin::stopMqtt();
+    twin::endRun(status);
 }

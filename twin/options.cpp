@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 namespace twin {
 
@@ -86,20 +87,6 @@ bool takeQuiet(Given& given, const char*) {
     return true;
 }
 
-bool takePage(Given& given, const char* value) {
-    const std::string_view text = value;
-    const std::size_t colon = text.rfind(':');
-    const bool hasAddress = colon != std::string_view::npos;
-    std::string_view address = text.substr(0, hasAddress ? colon : 0);
-    if (address.starts_with('[') && address.ends_with(']')) {
-        address = address.substr(1, address.size() - 2);
-    }
-    PageAddress& where = given.options.page.emplace();
-    where.address = address;
-    return hasAddress != address.empty() &&
-           readNumber(text.substr(hasAddress ? colon + 1 : 0), 0, 65535, where.port);
-}
-
 struct OptionRow {
     const char* name;
     const char* value;  // how the value is written in the usage; null if there is none
@@ -107,7 +94,7 @@ struct OptionRow {
     bool (*take)(Given&, const char*);
 };
 
-constexpr std::array<OptionRow, 12> kOptions = {{
+constexpr std::array<OptionRow, 11> kOptions = {{
     {"clock", "virtual|real", "time jumps, or follows the wall clock", takeClock},
     {"speed", "0.01..1000", "factor of the real clock", takeSpeed},
     {"state", "DIRECTORY", "keep the camera there between runs", takeState},
@@ -117,8 +104,6 @@ constexpr std::array<OptionRow, 12> kOptions = {{
     {"trace", nullptr, "print every event with its time", takeTrace},
     {"quiet", nullptr, "leave out what the daemon itself prints", takeQuiet},
     {"stop-on-error", nullptr, "end with the first command that fails", takeStopOnError},
-    {"page", "[ADDRESS:]PORT", "serve the head's page there; 127.0.0.1 without an address",
-     takePage},
     {"help", nullptr, "print this text", nullptr},
     {"version", nullptr, "print the version", nullptr},
 }};
@@ -128,14 +113,38 @@ std::string usageOf(const OptionRow& row) {
            (row.value == nullptr ? "" : row.value);
 }
 
+std::string usageOf(const bridge::OptionRow& row) {
+    return "--" + std::string(row.name) + " " + row.value;
+}
+
+// An option of any kind, as getopt_long and the texts about options want it.
+struct Known {
+    std::string name;
+    std::string usage;
+    std::string help;
+    bool hasValue;
+};
+
+// The twin's own options, and the bridge's behind them.
+std::vector<Known> knownOptions() {
+    std::vector<Known> known;
+    for (const OptionRow& row : kOptions) {
+        known.push_back({row.name, usageOf(row), row.help, row.value != nullptr});
+    }
+    for (const bridge::OptionRow& row : bridge::optionRows()) {
+        known.push_back({row.name, usageOf(row), row.help, true});
+    }
+    return known;
+}
+
 void printHelp() {
     std::puts(
         "kestrel-twin: the head-control daemon on a simulated camera.\n"
         "Usage: kestrel-twin [OPTION...] [SCRIPT]\n"
         "Reads commands from the file SCRIPT, or from standard input, one a line; the command\n"
         "`help` lists them.\n\nOptions:");
-    for (const OptionRow& row : kOptions) {
-        std::printf("  %s\n        %s\n", usageOf(row).c_str(), row.help);
+    for (const Known& option : knownOptions()) {
+        std::printf("  %s\n        %s\n", option.usage.c_str(), option.help.c_str());
     }
     std::puts(
         "\nWithout --clock the clock is real where commands are typed at a terminal, else "
@@ -147,8 +156,8 @@ void printHelp() {
 
 std::string acceptedOptions() {
     std::string text;
-    for (const OptionRow& row : kOptions) {
-        text += (text.empty() ? "--" : ", --") + std::string(row.name);
+    for (const Known& option : knownOptions()) {
+        text += (text.empty() ? "--" : ", --") + option.name;
     }
     return text;
 }
@@ -161,13 +170,13 @@ CommandLine wrong(const std::string& text) {
 // What is wrong with an option that was not taken.
 std::string misuse(const std::string& word, bool lacksValue) {
     const std::string name = word.substr(0, word.find('='));
-    for (const OptionRow& row : kOptions) {
+    for (const Known& option : knownOptions()) {
         // Options may be shortened as long as they are clear.
-        if (lacksValue && usageOf(row).starts_with(name)) {
-            return name + " needs a value, accepted: " + usageOf(row);
+        if (lacksValue && option.usage.starts_with(name)) {
+            return name + " needs a value, accepted: " + option.usage;
         }
-        if (name == usageOf(row)) {
-            return name + " takes no value, accepted: " + usageOf(row);
+        if (name == option.usage) {
+            return name + " takes no value, accepted: " + option.usage;
         }
     }
     return "unknown option " + word + ", accepted: " + acceptedOptions();
@@ -183,6 +192,12 @@ CommandLine finish(Given& given) {
     if (given.speed && options.session.virtualClock) {
         return wrong("--speed is accepted with --clock real only");
     }
+    if (const std::string problem = bridge::optionsProblem(options.mqtt); !problem.empty()) {
+        return wrong(problem);
+    }
+    if (options.mqtt.wanted && options.session.virtualClock) {
+        return wrong("--mqtt is accepted with --clock real only");
+    }
     options.session.output.lineByLine =
         options.console.interactive || !options.session.virtualClock;
     return {true, 0, options};
@@ -191,11 +206,13 @@ CommandLine finish(Given& given) {
 }  // namespace
 
 CommandLine readCommandLine(int argc, char** argv) {
-    std::array<option, kOptions.size() + 1> table{};
-    for (std::size_t i = 0; i < kOptions.size(); ++i) {
-        table[i] = {kOptions[i].name, kOptions[i].value == nullptr ? 0 : 1, nullptr,
-                    static_cast<int>(i)};
+    const std::vector<Known> known = knownOptions();
+    std::vector<option> table;
+    for (const Known& each : known) {
+        table.push_back(
+            {each.name.c_str(), each.hasValue ? 1 : 0, nullptr, static_cast<int>(table.size())});
     }
+    table.push_back({});
     Given given;
     opterr = 0;
     for (;;) {
@@ -207,7 +224,16 @@ CommandLine readCommandLine(int argc, char** argv) {
         if (found == ':' || found == '?') {
             return wrong(misuse(argv[std::min(current, argc - 1)], found == ':'));
         }
-        const OptionRow& row = kOptions[static_cast<std::size_t>(found)];
+        const auto index = static_cast<std::size_t>(found);
+        if (index >= kOptions.size()) {
+            const bridge::OptionRow& row = bridge::optionRows()[index - kOptions.size()];
+            if (!bridge::takeOption(given.options.mqtt, row, optarg)) {
+                return wrong("--" + std::string(row.name) + " '" + optarg +
+                             "', accepted: " + row.accepted);
+            }
+            continue;
+        }
+        const OptionRow& row = kOptions[index];
         if (row.take == nullptr) {
             if (std::string_view(row.name) == "help") {
                 printHelp();

@@ -1,20 +1,19 @@
 // The command line.
 #pragma once
 
-#include <optional>
 #include <string>
 
+#include "bridge/options.h"
 #include "twin/camera/session.h"
 #include "twin/console/console.h"
-#include "twin/page/server.h"
 
 namespace twin {
 
 struct Options {
     SessionOptions session;
     ConsoleOptions console;
-    std::optional<PageAddress> page;
     std::string script;  // the file with the commands; empty: standard input
+    bridge::Options mqtt;
 };
 
 // What the command line asks for: a run, or nothing more than text that has been printed.

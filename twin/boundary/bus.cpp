@@ -256,6 +256,12 @@ std::string setFromConsole(const std::string& key, const std::string& value) {
     return problem;
 }
 
+int listenFromOutside(const char* prefix, nbus_handler handler) {
+    const WorldLock world;
+    bus().listeners.push_back({canonical(prefix), handler});
+    return 0;
+}
+
 std::optional<std::string> busValue(const std::string& key) {
     const WorldLock world;
     const auto found = bus().values.find(canonical(key));

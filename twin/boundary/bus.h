@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/nbus.h"
 #include "twin/clock/timeline.h"
 
 namespace twin {
@@ -28,6 +29,10 @@ std::string setFromOutside(const std::string& key, const std::string& value);
 
 // The same from the console: a wait counts from this set on.
 std::string setFromConsole(const std::string& key, const std::string& value);
+
+// Another service listens: `handler` hears every later set of every key that begins with `prefix`,
+// as platform/nbus.h has it. Real clock only. Returns 0.
+int listenFromOutside(const char* prefix, nbus_handler handler);
 
 // The key's value; none if there is no such key.
 std::optional<std::string> busValue(const std::string& key);

@@ -32,8 +32,6 @@ namespace {
 
 int (*gDaemon)() = nullptr;
 std::atomic<bool> gFailed{false};
-std::atomic<bool> gOutsideSignal{false};
-void (*gAtEnd)() = nullptr;
 
 void runDaemon(void*) {
     endRun(gDaemon());
@@ -165,23 +163,8 @@ void endRun(int status) {
         status = 1;
     }
     removeTemporaryState();
-    if (gAtEnd != nullptr) {
-        gAtEnd();
-    }
     checkForLeaks();
     _exit(status);
-}
-
-void onRunEnd(void (*action)()) {
-    gAtEnd = action;
-}
-
-void noteOutsideSignal() {
-    gOutsideSignal = true;
-}
-
-bool outsideSignalEnds() {
-    return gOutsideSignal;
 }
 
 void deliverSignal(int signal) {

@@ -105,10 +105,8 @@ std::string adviceOnHead(const std::string& problem) {
 }
 
 std::string openState(const std::string& directory, SavedState& state) {
-    if (placeOfCamera().empty()) {
-        if (const std::string error = takePlace(directory); !error.empty()) {
-            return error;
-        }
+    if (const std::string error = takePlace(directory); !error.empty()) {
+        return error;
     }
     if (const std::string error = readHead(state); !error.empty()) {
         return error;

@@ -28,7 +28,6 @@ bool isHangup(int signal) {
 }
 
 [[noreturn]] void take(int signal) {
-    noteOutsideSignal();
     if (isHangup(signal)) {
         endRun(128 + signal);
     }

@@ -66,11 +66,9 @@ void takeScript(bool stopOnError) {
     }
 }
 
-void takeTypedLines(bool stopOnError, bool greet) {
+void takeTypedLines(bool stopOnError) {
     static bool failed = false;
-    if (greet) {
-        say(kGreeting);
-    }
+    say(kGreeting);
     openTerminal();
     std::string line;
     while (!quitAsked() && !(failed && stopOnError) && readTypedLine(line)) {
@@ -111,7 +109,7 @@ void keepConsoleOpen() {
 
 int runConsole(const ConsoleOptions& options) {
     if (options.interactive) {
-        takeTypedLines(options.stopOnError, options.greet);
+        takeTypedLines(options.stopOnError);
     } else {
         takeScript(options.stopOnError);
     }

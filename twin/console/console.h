@@ -7,8 +7,7 @@
 namespace twin {
 
 struct ConsoleOptions {
-    bool interactive = false;  // prompts
-    bool greet = true;         // and a greeting
+    bool interactive = false;  // a greeting and prompts
     bool stopOnError = false;  // the first command that fails is the last
 };
 

@@ -12,22 +12,18 @@ namespace twin {
 
 namespace {
 
-// Never destroyed: threads outlive main.
-std::string& buffer() {
-    static auto& text = *new std::string;
-    return text;
-}
-std::size_t gUsed = 0;  // of the buffer
+std::array<char, 4096> gBuffer;
+std::size_t gUsed = 0;
+std::size_t gFilled = 0;
 bool gBroken = false;
 
 // Waits for input. False at its end.
 bool fillBuffer() {
     while (awaitInput()) {
-        std::array<char, 4096> text{};
-        const ssize_t count = read(STDIN_FILENO, text.data(), text.size());
+        const ssize_t count = read(STDIN_FILENO, gBuffer.data(), gBuffer.size());
         if (count > 0) {
             gUsed = 0;
-            buffer().assign(text.data(), static_cast<std::size_t>(count));
+            gFilled = static_cast<std::size_t>(count);
             return true;
         }
         if (count == 0) {
@@ -43,28 +39,19 @@ bool fillBuffer() {
 
 }  // namespace
 
-void giveInput(const std::string& text) {
-    buffer() = text;
-    gUsed = 0;
-}
-
-std::string unusedInput() {
-    return buffer().substr(gUsed);
-}
-
 LineResult readLine(std::string& line, void (*beforeWaiting)()) {
     line.clear();
     bool tooLong = false;
     bool begun = false;
     for (;;) {
-        if (gUsed == buffer().size()) {
+        if (gUsed == gFilled) {
             beforeWaiting();
             if (!fillBuffer()) {
                 break;
             }
         }
         begun = true;
-        const char c = buffer()[gUsed++];
+        const char c = gBuffer[gUsed++];
         if (c == '\n') {
             break;
         }

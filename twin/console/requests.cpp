@@ -4,6 +4,7 @@
 
 #include <deque>
 #include <mutex>
+#include <optional>
 #include <utility>
 
 #include "twin/console/commands.h"
@@ -15,7 +16,7 @@ namespace {
 // Never destroyed: threads outlive main.
 struct Queue {
     std::mutex mutex;
-    std::deque<std::function<void()>> works;
+    std::deque<Request> requests;
 };
 
 Queue& queue() {
@@ -23,40 +24,26 @@ Queue& queue() {
     return instance;
 }
 
-std::function<void()> takeWork() {
+std::optional<Request> takeRequest() {
     const std::lock_guard lock(queue().mutex);
-    std::deque<std::function<void()>>& works = queue().works;
-    if (works.empty()) {
-        return nullptr;
+    std::deque<Request>& requests = queue().requests;
+    if (requests.empty()) {
+        return std::nullopt;
     }
-    std::function<void()> work = std::move(works.front());
-    works.pop_front();
+    Request request = std::move(requests.front());
+    requests.pop_front();
     // One is counted for each request.
     eventfd_t one = 0;
     eventfd_read(requestDescriptor(), &one);
-    return work;
-}
-
-void carryOut(const Request& request) {
-    bool good = true;
-    Answers answers{request.answer, 0};
-    for (const std::string& line : request.lines) {
-        ++answers.line;
-        good = execute(line, answers) && good;
-    }
-    request.done(good);
+    return request;
 }
 
 }  // namespace
 
-void postWork(std::function<void()> work) {
-    const std::lock_guard lock(queue().mutex);
-    queue().works.push_back(std::move(work));
-    eventfd_write(requestDescriptor(), 1);
-}
-
 void postCommands(Request request) {
-    postWork([request = std::move(request)] { carryOut(request); });
+    const std::lock_guard lock(queue().mutex);
+    queue().requests.push_back(std::move(request));
+    eventfd_write(requestDescriptor(), 1);
 }
 
 int requestDescriptor() {
@@ -65,8 +52,14 @@ int requestDescriptor() {
 }
 
 void executeRequests() {
-    while (const auto work = takeWork()) {
-        work();
+    while (const std::optional<Request> request = takeRequest()) {
+        bool good = true;
+        Answers answers{request->answer, 0};
+        for (const std::string& line : request->lines) {
+            ++answers.line;
+            good = execute(line, answers) && good;
+        }
+        request->done(good);
     }
 }
 

@@ -19,11 +19,10 @@ function preset(number) {
     const show = drawSoon(() => {
         const fields = (model.bus.get(`lens.camN.preset${number}`) ?? '').split(',').map(Number);
         const stored = fields.length === 8 && [0, 1, 2, 4].every((field) => fields[field] >= 0);
-        setText(
-            record,
-            !stored ? 'empty' :
-                      `pan ${fields[0]} · tilt ${fields[1]} · zoom ${fields[2]} · ` +
-                    `${fields[3] < 0 ? 'autofocus' : `focus ${fields[3]}`}`);
+        setText(record, stored ? `pan ${fields[0]}, tilt ${fields[1]}` : 'empty');
+        record.title = stored ? `zoom ${fields[2]}, turn ${fields[4]}, ` +
+                (fields[3] < 0 ? 'then autofocus' : `focus ${fields[3]}`) :
+                                 '';
     });
     for (const topic of /** @type {const} */ (['keys', 'bus'])) listen(topic, show);
     const made = group(
@@ -49,6 +48,7 @@ export function makeActions() {
         group(
             'Level', word('Level', 'rotate', 'auto', 'Level the picture'),
             word('By mount', 'mode_rotate', 'auto', 'Orient by the mount after moves'),
+            word('After turns', 'mode_rotate', 'rotate', 'Level or turn the picture after moves'),
             word('Off', 'mode_rotate', 'off', 'Orient nothing after moves')),
         preset(1), preset(2));
     made.querySelector('header')?.append(element(

@@ -7,6 +7,8 @@ import {cameraTime, listen, model, powered} from '../shared/model.js';
 const state = element('span', {class: 'state', role: 'status'});
 const clock = element('time', {class: 'clock', title: "The camera's time since power-up"});
 const cut = commandButton('Cut power', 'power-cut', {class: 'danger'});
+/** With the virtual clock time moves only where somebody lets it. */
+const steps = [1, 10].map((seconds) => commandButton(`Run ${seconds} s`, `run ${seconds}`));
 const boot = commandButton('Power on', 'power-on', {class: 'primary'});
 
 /** @param {number} seconds */
@@ -30,6 +32,7 @@ const draw = drawSoon(() => {
     state.dataset.state = name;
     setText(clock, head?.t === undefined ? '' : clockText(cameraTime()));
     cut.hidden = !powered();
+    for (const step of steps) step.hidden = !powered() || head?.clock !== 'virtual';
     boot.hidden = name !== 'off';
 });
 
@@ -39,5 +42,5 @@ export function makeBanner() {
     setInterval(draw, 250);
     return element(
         'header', {class: 'banner'}, element('h1', {}, 'kestrel', element('span', {}, 'twin')),
-        state, clock, element('span', {class: 'spring'}), cut, boot);
+        state, clock, element('span', {class: 'spring'}), ...steps, cut, boot);
 }

@@ -13,7 +13,7 @@ import {
     rollOf,
     viewOf
 } from '../shared/attitude.js';
-import {axes, isLongLens} from '../shared/axes.js';
+import {axes, isLongLens, stopsOf} from '../shared/axes.js';
 import {commandButton, drawSoon, element, fixed, panel, setText} from '../shared/dom.js';
 import {encoding, listen, model, powered, published, scene, tell} from '../shared/model.js';
 import {bestFocus, blurOf, colourFilter, fieldOfView, irisLight} from '../shared/optics.js';
@@ -147,45 +147,56 @@ function showFocus(distance) {
     sharpen.hidden = dark || flat;
 }
 
-const draw = drawSoon(() => {
-    const head = model.head;
-    const dark = head === null || !head.on || head.pan === undefined;
-    off.hidden = !dark;
-    stage.classList.toggle('dark', dark);
-    if (dark) {
-        stage.setAttribute('aria-label', 'The camera is off');
-        focusHint.hidden = believed.hidden = true;
-        return;
-    }
-    const longLens = isLongLens(head.lensType);
-    const view = trueView(head);
-    const across = fieldOfView(head.zoom.position);
-    const distance = head.focus.position - bestFocus(head.zoom.position, longLens, scene());
+/**
+ * @param {import('../shared/model.js').Head} head
+ * @param {View} view @param {number} across @param {number} distance  from the sharpest focus
+ */
+function showPicture(head, view, across, distance) {
     const iris = axes[5];
-    const light = irisLight(head.iris.position, (longLens ? iris.longStops : iris.stops)[1]);
-    const long = layOut();
-    const blur = (blurOf(distance) * long) / 100;
-    canvas.style.filter =
-        `blur(${blur.toFixed(2)}px) ${colourFilter(light, head.icr === 'day', scene())}`;
+    const closed = stopsOf(iris, isLongLens(head.lensType))[1];
+    const colours =
+        colourFilter(irisLight(head.iris.position, closed), head.icr === 'day', scene());
+    const blur = (blurOf(distance) * layOut()) / 100;
+    canvas.style.filter = `blur(${blur.toFixed(2)}px) ${colours}`;
+    stage.dataset.blur = blur.toFixed(3);
     pointCamera(camera, view, across);
     world ??= makeWorld();
     renderer?.render(world, camera);
-    showBelieved(view, across);
-    showFocus(distance);
+}
+
+/** @param {View} view @param {number} across @param {number} distance  from the sharpest focus */
+function showReadings(view, across, distance) {
     const roll = rollOf(view, encoding());
+    const off = distance > 0 ? `+${fixed(distance)}` : fixed(distance);
     setText(values.heading, `${fixed(headingOf(view.z), 1)}°`);
     setText(values.elevation, `${fixed(elevationOf(view.z), 1)}°`);
     setText(values.roll, `${fixed(roll, 1)}°`);
     setText(values.view, `${fixed(across, 1)}°`);
-    setText(
-        values.focus,
-        Math.abs(distance) < 0.5 ? 'sharp' : `${distance > 0 ? '+' : ''}${fixed(distance)}`);
+    setText(values.focus, Math.abs(distance) < 0.5 ? 'sharp' : off);
     stage.dataset.roll = roll.toFixed(3);
-    stage.dataset.blur = blur.toFixed(3);
     stage.setAttribute(
         'aria-label',
         `The picture: heading ${fixed(headingOf(view.z))} degrees, elevation ` +
             `${fixed(elevationOf(view.z))}, roll ${fixed(roll)}, field of view ${fixed(across)}`);
+}
+
+const draw = drawSoon(() => {
+    const head = model.head;
+    if (head === null) return;
+    off.hidden = head.on;
+    stage.classList.toggle('dark', !head.on);
+    focusHint.hidden = believed.hidden = true;
+    // Without the keys nobody knows which way up the encoder turns the picture.
+    if (head.pan === undefined || model.bus.size === 0) return;
+    const view = trueView(head);
+    const across = fieldOfView(head.zoom.position);
+    const best = bestFocus(head.zoom.position, isLongLens(head.lensType), scene());
+    const distance = head.focus.position - best;
+    showPicture(head, view, across, distance);
+    showReadings(view, across, distance);
+    if (!head.on) return;
+    showBelieved(view, across);
+    showFocus(distance);
 });
 
 /**
@@ -233,12 +244,29 @@ stage.addEventListener('keyup', (event) => {
     if (axis !== '') send(`set lens.camN.${axis} stop`);
 });
 
+/**
+ * A switch of what the encoder does with the sensor's picture.
+ * @param {'flip'|'mirror'|'rotate'} name
+ */
+function encoderSwitch(name) {
+    const command = () => `set image.camN.${name} ${encoding()[name] ? 'off' : 'on'}`;
+    const button = commandButton(name[0].toUpperCase() + name.slice(1), command, {class: 'quiet'});
+    const show = () => button.setAttribute('aria-pressed', String(encoding()[name]));
+    listen('bus', show);
+    listen('keys', show);
+    show();
+    return button;
+}
+
 export function makePicture() {
     startDrawing();
     for (const topic of /** @type {const} */ (['head', 'keys', 'bus', 'faults', 'link']))
         listen(topic, draw);
     new ResizeObserver(draw).observe(stage);
+    const switches = element(
+        'div', {class: 'encoding', role: 'group', 'aria-label': 'What the encoder does'},
+        encoderSwitch('flip'), encoderSwitch('mirror'), encoderSwitch('rotate'));
     const made = panel('picture', 'Picture', stage, readings);
-    made.querySelector('header')?.append(help);
+    made.querySelector('header')?.append(help, switches);
     return made;
 }

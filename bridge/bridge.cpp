@@ -1,0 +1,145 @@
+#include "bridge/bridge.h"
+
+#include <mosquitto.h>
+#include <semaphore.h>
+#include <signal.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <ctime>
+#include <random>
+#include <thread>
+
+#include "bridge/backoff.h"
+#include "bridge/connection.h"
+#include "bridge/info.h"
+#include "bridge/outgoing.h"
+#include "bridge/topics.h"
+
+namespace bridge {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// A connection that holds so long has no rival.
+constexpr std::chrono::seconds kSettled{60};
+
+// Never destroyed: threads outlive main.
+struct State {
+    Options options;
+    Program program{};
+    std::string broker;  // HOST:PORT
+    std::string said;    // the reason that was reported last
+    sem_t ended{};
+};
+
+State& state() {
+    static auto& instance = *new State;
+    return instance;
+}
+
+void say(const std::string& text) {
+    state().program.report(state().broker + ": " + text);
+}
+
+void sayOnline() {
+    state().said.clear();
+    say("online as " + state().options.name + ", " + std::to_string(knownKeys()) + " keys");
+}
+
+// The same reason again and again is said once.
+void sayEnding(const Ending& ending) {
+    if (ending.reason != state().said) {
+        state().said = ending.reason;
+        say(ending.reason + "; trying on");
+    }
+}
+
+// How often it has failed in a row. A rival for the name counts until one connection has held, so
+// that two heads with one name do not throw each other out every second.
+struct Failures {
+    int plain = 0;
+    int rival = 0;
+
+    int count(const Ending& ending, Clock::duration held) {
+        rival = held >= kSettled ? 0 : rival;
+        plain = ending.wasOnline ? 1 : plain + 1;
+        rival += ending.takenOver ? 1 : 0;
+        return std::max(plain, rival);
+    }
+};
+
+void run() {
+    // Signals are the program's, and a broken TLS connection is no reason to die.
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, nullptr);
+    std::minstd_rand random{std::random_device{}()};
+    std::uniform_real_distribution chance(0.0, 1.0);
+    Failures failures;
+    for (bool ends = false; !ends;) {
+        const Clock::time_point begin = Clock::now();
+        const Ending ending = serveConnection(state().options, state().program.bus, sayOnline);
+        ends = waitForEnd(0);
+        if (!ends) {
+            sayEnding(ending);
+            const int count = failures.count(ending, Clock::now() - begin);
+            ends = waitForEnd(static_cast<int>(pauseAfter(count, chance(random)).count()));
+        }
+    }
+    sem_post(&state().ended);
+}
+
+// Hears every set of the forwarded families and then reads what was there before.
+std::string takeOverBus(const Bus& bus) {
+    std::array<char, kLongestBusText + 1> key{};
+    std::array<char, kLongestBusText + 1> value{};
+    for (const std::string& family : state().options.families) {
+        const std::string prefix = family + ".";
+        if (bus.listen(prefix.c_str(), noteSet) != 0) {
+            return "the bus does not let anybody listen to " + prefix;
+        }
+        for (int i = 0; bus.getName(prefix.c_str(), i, key.data(), key.size()) == 0; ++i) {
+            if (bus.get(key.data(), value.data(), value.size()) == 0) {
+                noteKey(key.data(), value.data());
+            }
+        }
+    }
+    return {};
+}
+
+}  // namespace
+
+std::string startBridge(const Options& options, const Program& program) {
+    State& s = state();
+    s.options = options;
+    s.program = program;
+    const bool colons = options.host.find(':') != std::string::npos;
+    s.broker =
+        (colons ? "[" + options.host + "]" : options.host) + ":" + std::to_string(options.port);
+    sem_init(&s.ended, 0, 0);
+    if (mosquitto_lib_init() != MOSQ_ERR_SUCCESS) {
+        return "libmosquitto does not start";
+    }
+    useTopics(options);
+    useWakeUp(wake);
+    keepOn(topicOf("state"), "offline");
+    keepOn(topicOf("info"), infoText(program.name, program.version, program.kind));
+    if (std::string problem = takeOverBus(program.bus); !problem.empty()) {
+        return problem;
+    }
+    std::thread(run).detach();
+    return {};
+}
+
+void stopBridge() {
+    requestEnd();
+    timespec limit{};
+    clock_gettime(CLOCK_REALTIME, &limit);
+    limit.tv_sec += 2;
+    sem_timedwait(&state().ended, &limit);
+}
+
+}  // namespace bridge

@@ -1,0 +1,419 @@
+#include "bridge/connection.h"
+
+#include <mosquitto.h>
+#include <mqtt_protocol.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <deque>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "bridge/incoming.h"
+#include "bridge/outgoing.h"
+#include "bridge/reasons.h"
+#include "bridge/topics.h"
+
+namespace bridge {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int kKeepAlive = 10;  // seconds
+// How long the broker may take to accept the connection, and an end in good order may take.
+constexpr std::chrono::seconds kPatience{10};
+constexpr std::chrono::seconds kFarewell{1};
+// The most messages that the broker has not confirmed yet, and that it may send ahead.
+constexpr int kMostUnconfirmed = 100;
+constexpr int kLargestPacket = 1 << 20;  // bytes; the broker keeps larger ones to itself
+
+enum class Phase {
+    connecting,   // until the broker has accepted
+    subscribing,  // until it has granted all subscriptions
+    telling,      // the whole state
+    confirming,   // until the broker has all of it
+    online,
+    leaving,  // until it has `offline`
+    gone,
+};
+
+struct Unconfirmed {
+    int id;
+    Message message;
+};
+
+// The connection that there is.
+struct Link {
+    mosquitto* client = nullptr;
+    const Bus* bus = nullptr;
+    void (*online)() = nullptr;
+    Phase phase = Phase::connecting;
+    Clock::time_point deadline;
+    int grantsAwaited = 0;
+    int marker = 0;  // the message whose confirmation ends the phase
+    std::deque<Unconfirmed> unconfirmed;
+    std::string lastLogged;
+    bool ended = false;
+    bool forbidden = false;  // that something is has been said
+    Ending ending;
+};
+
+std::atomic<bool> gAwake{false};
+std::atomic<bool> gEndRequested{false};
+
+int wakeDescriptor() {
+    static const int descriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    return descriptor;
+}
+
+void end(Link& link, const std::string& reason) {
+    if (!std::exchange(link.ended, true)) {
+        link.ending.reason = reason;
+    }
+}
+
+// Judges the result of a call of libmosquitto.
+void judge(Link& link, int result) {
+    if (result != MOSQ_ERR_SUCCESS) {
+        end(link, failureText(result, errno, link.lastLogged));
+    }
+}
+
+// Hands a message over; it waits for its confirmation then. Returns its number.
+int publish(Link& link, Message message) {
+    mosquitto_property* properties = nullptr;
+    if (!message.correlation.empty()) {
+        mosquitto_property_add_binary(&properties, MQTT_PROP_CORRELATION_DATA,
+                                      message.correlation.data(),
+                                      static_cast<std::uint16_t>(message.correlation.size()));
+    }
+    int id = 0;
+    const int result = mosquitto_publish_v5(
+        link.client, &id, message.topic.c_str(), static_cast<int>(message.payload.size()),
+        message.payload.data(), 1, message.retained, properties);
+    mosquitto_property_free_all(&properties);
+    if (result == MOSQ_ERR_INVAL || result == MOSQ_ERR_MALFORMED_UTF8 ||
+        result == MOSQ_ERR_OVERSIZE_PACKET) {
+        return 0;  // it is the message that cannot be sent
+    }
+    link.unconfirmed.push_back({id, std::move(message)});
+    judge(link, result);
+    return id;
+}
+
+int publishState(Link& link, const char* text) {
+    keepOn(topicOf("state"), text);
+    return publish(link, {topicOf("state"), text, {}, true, nullptr});
+}
+
+void subscribe(Link& link, const std::vector<std::string>& topics, int quality, int options) {
+    std::vector<char*> list;
+    for (const std::string& topic : topics) {
+        list.push_back(const_cast<char*>(topic.c_str()));
+    }
+    judge(link, mosquitto_subscribe_multiple(link.client, nullptr, static_cast<int>(list.size()),
+                                             list.data(), quality, options, nullptr));
+    ++link.grantsAwaited;
+}
+
+// The callbacks run on the bridge's thread, inside mosquitto_loop_read.
+
+void onConnect(mosquitto*, void* object, int reason, int, const mosquitto_property*) {
+    Link& link = *static_cast<Link*>(object);
+    if (reason != MQTT_RC_SUCCESS) {
+        end(link, reasonText(reason));
+        return;
+    }
+    link.phase = Phase::subscribing;
+    link.deadline = Clock::now() + kPatience;
+    publishState(link, "offline");
+    // What is kept on the head's own topics comes in now, what strangers publish there later.
+    constexpr int kForeign = MQTT_SUB_OPT_NO_LOCAL | MQTT_SUB_OPT_RETAIN_AS_PUBLISHED;
+    subscribe(link, {topicOf("bus/#"), topicOf("state"), topicOf("info"), topicOf("error")}, 1,
+              kForeign);
+    subscribe(link, {topicOf("set/#")}, 2, kForeign | MQTT_SUB_OPT_SEND_RETAIN_NEVER);
+}
+
+void onDisconnect(mosquitto*, void* object, int reason, const mosquitto_property*) {
+    Link& link = *static_cast<Link*>(object);
+    if (reason >= MQTT_RC_UNSPECIFIED) {
+        link.ending.takenOver = reason == MQTT_RC_SESSION_TAKEN_OVER;
+        end(link, reasonText(reason));
+    }
+}
+
+void onSubscribe(mosquitto*, void* object, int, int count, const int* granted,
+                 const mosquitto_property*) {
+    Link& link = *static_cast<Link*>(object);
+    const bool refused = std::any_of(granted, granted + count,
+                                     [](int quality) { return quality >= MQTT_RC_UNSPECIFIED; });
+    if (refused) {
+        end(link,
+            "the broker does not let the head hear its own topics; check the account's rights");
+    } else if (--link.grantsAwaited == 0) {
+        link.phase = Phase::telling;
+        beginState();
+    }
+}
+
+void onConfirmed(mosquitto*, void* object, int id, int reason, const mosquitto_property*) {
+    Link& link = *static_cast<Link*>(object);
+    const auto found = std::find_if(link.unconfirmed.begin(), link.unconfirmed.end(),
+                                    [id](const Unconfirmed& message) { return message.id == id; });
+    if (found == link.unconfirmed.end()) {
+        return;
+    }
+    if (reason >= MQTT_RC_UNSPECIFIED && !std::exchange(link.forbidden, true)) {
+        noteError(printable(found->message.topic) +
+                  ": the broker does not take it: " + mosquitto_reason_string(reason));
+    }
+    link.unconfirmed.erase(found);
+    if (id != link.marker) {
+        return;
+    }
+    if (link.phase == Phase::confirming) {
+        publishState(link, "online");
+        endState();
+        link.phase = Phase::online;
+        link.ending.wasOnline = true;
+        link.online();
+    } else if (link.phase == Phase::leaving) {
+        link.phase = Phase::gone;
+    }
+}
+
+void onMessage(mosquitto*, void* object, const mosquitto_message* message,
+               const mosquitto_property* properties) {
+    Incoming incoming;
+    incoming.topic = message->topic;
+    incoming.payload = {static_cast<const char*>(message->payload),
+                        static_cast<std::size_t>(message->payloadlen)};
+    incoming.retained = message->retain;
+    char* topic = nullptr;
+    if (mosquitto_property_read_string(properties, MQTT_PROP_RESPONSE_TOPIC, &topic, false) !=
+        nullptr) {
+        incoming.answerTopic = topic;
+        std::free(topic);
+    }
+    void* data = nullptr;
+    std::uint16_t size = 0;
+    if (mosquitto_property_read_binary(properties, MQTT_PROP_CORRELATION_DATA, &data, &size,
+                                       false) != nullptr) {
+        incoming.correlation.assign(static_cast<const char*>(data), size);
+        std::free(data);
+    }
+    takeIncoming(incoming, *static_cast<Link*>(object)->bus);
+}
+
+void onLog(mosquitto*, void* object, int level, const char* text) {
+    if (level == MOSQ_LOG_ERR || level == MOSQ_LOG_WARNING) {
+        static_cast<Link*>(object)->lastLogged = text;
+    }
+}
+
+// A key with a pass phrase must not stop the program to ask for it.
+int noPassPhrase(char*, int, int, void*) {
+    return 0;
+}
+
+// The first line of the file; none, with the reason, if there is none.
+std::optional<std::string> readPassword(const std::string& file, std::string& problem) {
+    std::string password;
+    if (!std::getline(std::ifstream(file), password) || password.empty()) {
+        problem = "no password in " + file + "; check --mqtt-password-file";
+        return std::nullopt;
+    }
+    return password;
+}
+
+const char* orNull(const std::string& text) {
+    return text.empty() ? nullptr : text.c_str();
+}
+
+void useCredentials(Link& link, const Options& options) {
+    if (!options.user.empty()) {
+        std::string problem;
+        std::optional<std::string> password = "";
+        if (!options.passwordFile.empty()) {
+            password = readPassword(options.passwordFile, problem);
+        }
+        if (!password) {
+            end(link, problem);
+            return;
+        }
+        judge(link,
+              mosquitto_username_pw_set(link.client, options.user.c_str(), orNull(*password)));
+    }
+    if (options.tls) {
+        const bool named = !options.caFile.empty();
+        judge(link, mosquitto_tls_set(
+                        link.client, orNull(options.caFile), named ? nullptr : "/etc/ssl/certs",
+                        orNull(options.certificateFile), orNull(options.keyFile), noPassPhrase));
+    }
+}
+
+// Gives the client everything but the connection.
+void prepare(Link& link, const Options& options) {
+    mosquitto* const client = link.client;
+    mosquitto_int_option(client, MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V5);
+    mosquitto_int_option(client, MOSQ_OPT_TCP_NODELAY, 1);
+    mosquitto_int_option(client, MOSQ_OPT_RECEIVE_MAXIMUM, kMostUnconfirmed);
+    mosquitto_int_option(client, MOSQ_OPT_SEND_MAXIMUM, kMostUnconfirmed);
+    mosquitto_connect_v5_callback_set(client, onConnect);
+    mosquitto_disconnect_v5_callback_set(client, onDisconnect);
+    mosquitto_subscribe_v5_callback_set(client, onSubscribe);
+    mosquitto_publish_v5_callback_set(client, onConfirmed);
+    mosquitto_message_v5_callback_set(client, onMessage);
+    mosquitto_log_callback_set(client, onLog);
+    constexpr std::string_view kWill = "offline";
+    judge(link, mosquitto_will_set_v5(client, topicOf("state").c_str(), kWill.size(), kWill.data(),
+                                      1, true, nullptr));
+    useCredentials(link, options);
+}
+
+void connect(Link& link, const Options& options) {
+    mosquitto_property* properties = nullptr;
+    mosquitto_property_add_int32(&properties, MQTT_PROP_MAXIMUM_PACKET_SIZE, kLargestPacket);
+    mosquitto_property_add_int16(&properties, MQTT_PROP_RECEIVE_MAXIMUM, kMostUnconfirmed);
+    link.deadline = Clock::now() + kPatience;
+    errno = 0;
+    judge(link, mosquitto_connect_bind_v5(link.client, options.host.c_str(), options.port,
+                                          kKeepAlive, nullptr, properties));
+    mosquitto_property_free_all(&properties);
+}
+
+// Sends what waits, as far as the broker keeps up with it.
+void sendWaiting(Link& link) {
+    while (!link.ended && link.unconfirmed.size() < kMostUnconfirmed) {
+        std::optional<Message> message = takeMessage();
+        if (!message) {
+            break;
+        }
+        publish(link, std::move(*message));
+    }
+}
+
+// Begins the next phase if this one is at its end and no answer of the broker is needed for it.
+void advance(Link& link) {
+    const bool idle = link.unconfirmed.size() < kMostUnconfirmed;
+    if (link.phase == Phase::telling && idle) {
+        link.marker = publish(link, {topicOf("info"), keptOn(topicOf("info")), {}, true, nullptr});
+        link.phase = Phase::confirming;
+    }
+    if (gEndRequested && link.phase == Phase::online && link.unconfirmed.empty()) {
+        link.marker = publishState(link, "offline");
+        link.phase = Phase::leaving;
+    }
+    if (link.phase == Phase::gone) {
+        // Here and not in the callback, so that it is sent at once and the last will is not.
+        mosquitto_disconnect(link.client);
+        end(link, "");
+    }
+    const bool early = link.phase == Phase::connecting || link.phase == Phase::subscribing;
+    if (early && Clock::now() > link.deadline) {
+        end(link, "the broker accepts the connection and then does not answer");
+    }
+}
+
+// Waits for the broker, for something to send or for a second, and does what there is to do.
+void pass(Link& link) {
+    const short wanted = mosquitto_want_write(link.client) ? POLLIN | POLLOUT : POLLIN;
+    std::array<pollfd, 2> sources = {
+        {{mosquitto_socket(link.client), wanted, 0}, {wakeDescriptor(), POLLIN, 0}}};
+    poll(sources.data(), sources.size(), 1000);
+    if (sources[1].revents != 0) {
+        eventfd_t ignored = 0;
+        eventfd_read(wakeDescriptor(), &ignored);
+        gAwake = false;
+    }
+    if ((sources[0].revents & (POLLIN | POLLERR | POLLHUP)) != 0) {
+        judge(link, mosquitto_loop_read(link.client, 1));
+    }
+    if (!link.ended && mosquitto_want_write(link.client)) {
+        judge(link, mosquitto_loop_write(link.client, 1));
+    }
+    if (!link.ended) {
+        judge(link, mosquitto_loop_misc(link.client));
+    }
+    if (link.phase >= Phase::telling) {
+        sendWaiting(link);
+    }
+    if (!link.ended) {
+        advance(link);
+    }
+}
+
+}  // namespace
+
+Ending serveConnection(const Options& options, const Bus& bus, void (*online)()) {
+    Link link;
+    link.bus = &bus;
+    link.online = online;
+    // With a client of its own each connection begins from nothing: libmosquitto would otherwise
+    // send again what a broken one has left, out of order with the state.
+    std::string id = options.base + ":" + options.name;
+    std::replace(id.begin(), id.end(), '/', '.');
+    link.client = mosquitto_new(id.c_str(), true, &link);
+    if (link.client == nullptr) {
+        end(link, "no memory for a connection");
+        return link.ending;
+    }
+    prepare(link, options);
+    if (!link.ended) {
+        connect(link, options);
+    }
+    Clock::time_point farewell = Clock::time_point::max();
+    while (!link.ended) {
+        pass(link);
+        if (gEndRequested && farewell == Clock::time_point::max()) {
+            farewell = Clock::now() + kFarewell;
+        }
+        // Until the head has been told to be there it is told to be away.
+        if (gEndRequested && (link.phase < Phase::online || Clock::now() > farewell)) {
+            end(link, "");
+        }
+    }
+    std::vector<Message> unconfirmed;
+    for (Unconfirmed& waiting : link.unconfirmed) {
+        unconfirmed.push_back(std::move(waiting.message));
+    }
+    endLink(std::move(unconfirmed));
+    mosquitto_destroy(link.client);
+    return link.ending;
+}
+
+void wake() {
+    if (!gAwake.exchange(true)) {
+        eventfd_write(wakeDescriptor(), 1);
+    }
+}
+
+void requestEnd() {
+    gEndRequested = true;
+    wake();
+}
+
+bool waitForEnd(int milliseconds) {
+    const Clock::time_point until = Clock::now() + std::chrono::milliseconds(milliseconds);
+    while (!gEndRequested && Clock::now() < until) {
+        const auto rest = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now());
+        pollfd source = {wakeDescriptor(), POLLIN, 0};
+        poll(&source, 1, static_cast<int>(rest.count()));
+        eventfd_t ignored = 0;
+        eventfd_read(wakeDescriptor(), &ignored);
+        gAwake = false;
+    }
+    return gEndRequested;
+}
+
+}  // namespace bridge

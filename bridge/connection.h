@@ -1,0 +1,32 @@
+// One connection to the broker after the other. For the bridge's own thread, but for wake().
+#pragma once
+
+#include <string>
+
+#include "bridge/bus.h"
+#include "bridge/options.h"
+
+namespace bridge {
+
+// How a connection ended.
+struct Ending {
+    bool wasOnline = false;  // the head was told to be there, with its whole state
+    bool takenOver = false;  // by another client of the same name
+    std::string reason;      // empty after an end that was asked for
+};
+
+// Connects, and stays connected as long as possible: publishes what waits in outgoing.h, takes what
+// comes in. Returns at the end of the connection, or if there was none. `online` is called when the
+// head is there.
+Ending serveConnection(const Options& options, const Bus& bus, void (*online)());
+
+// Something waits to be sent, or requestEnd was called. Any thread; does not block.
+void wake();
+
+// Has the connection that is there end in good order, and none begin. Any thread.
+void requestEnd();
+
+// Waits so long, or until requestEnd is called. True if it was.
+bool waitForEnd(int milliseconds);
+
+}  // namespace bridge

@@ -1,0 +1,126 @@
+// A broker, clients and heads for the tests of the bus on MQTT: real programs on loopback ports of
+// their own. Whatever waits here waits for what it is told, and fails after half a minute.
+#pragma once
+
+#include <mosquitto.h>
+
+#include <sys/types.h>
+#include <condition_variable>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+// A program with its standard streams on pipes. It is killed at the end, if it still runs.
+class Process {
+public:
+    explicit Process(const std::vector<std::string>& arguments);
+    ~Process();
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+
+    void write(const std::string& text) const;
+    // Reads standard output and errors until they hold `text` behind what the last call found; all
+    // that came up to there. Fails at their end.
+    std::string readTo(const std::string& text);
+    // Everything up to the end, which it waits for; `status` as a shell has it.
+    std::string finish();
+    void signal(int number) const;
+
+    int status = -1;
+
+private:
+    bool readMore();
+
+    pid_t child_ = 0;
+    int input_ = -1;
+    int output_ = -1;
+    std::string text_;
+    std::size_t found_ = 0;
+};
+
+// A mosquitto with its configuration below a directory of its own.
+class Broker {
+public:
+    // `configuration` without listener lines is open to everybody on a port of its own. With them,
+    // @PORT@ and @DIRECTORY@ stand for port and directory.
+    explicit Broker(std::string configuration = "");
+    ~Broker();
+
+    void start();
+    void kill();
+    Process& process() {
+        return *process_;
+    }
+    std::string pathOf(const std::string& file) const {
+        return directory + "/" + file;
+    }
+
+    int port = 0;
+    std::string directory;
+
+private:
+    std::string configuration_;
+    Process* process_ = nullptr;
+};
+
+struct Received {
+    std::string topic;
+    std::string payload;
+    bool retained = false;
+    std::string correlation;
+
+    // TOPIC PAYLOAD
+    std::string line() const {
+        return topic + " " + payload;
+    }
+};
+
+struct Account {
+    std::string user;
+    std::string password;
+    std::string caFile;
+    std::string certificateFile;
+    std::string keyFile;
+};
+
+// A client of the broker that remembers what it hears.
+class Client {
+public:
+    // Connects and subscribes with QoS 2.
+    Client(const Broker& broker, const std::string& subscription, const Account& account = {});
+    ~Client();
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+
+    struct Set {
+        bool retained = false;
+        std::string answerTopic;
+        std::string correlation;
+    };
+    // Publishes with QoS 2 and waits until the broker has it; the broker's reason code.
+    int publish(const std::string& topic, const std::string& payload);
+    int publish(const std::string& topic, const std::string& payload, const Set& set);
+    // Waits until `line` has come since what the last call found, and returns what came up to it.
+    std::vector<std::string> readTo(const std::string& line);
+    std::vector<Received> received();
+
+private:
+    static void onConnect(mosquitto*, void* object, int reason, int, const mosquitto_property*);
+    static void onSubscribe(mosquitto*, void* object, int, int, const int*,
+                            const mosquitto_property*);
+    static void onPublish(mosquitto*, void* object, int id, int reason, const mosquitto_property*);
+    static void onMessage(mosquitto*, void* object, const mosquitto_message* message,
+                          const mosquitto_property* properties);
+
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool subscribed_ = false;
+    std::map<int, int> published_;
+    std::vector<Received> received_;
+    std::size_t found_ = 0;
+    mosquitto* client_ = nullptr;
+};
+
+// What an open broker keeps below the topic, as TOPIC PAYLOAD.
+std::vector<std::string> keptBelow(const Broker& broker, const std::string& topic);
