@@ -1,8 +1,11 @@
 // How fast, how small and how prompt the daemon is on the simulated head, each figure beside one
 // that was measured in the same run with the same tools. Prints a table; progress goes to standard
 // error; takes no options. Everything measured runs in processes of its own.
+#include <arpa/inet.h>
 #include <fcntl.h>
+#include <netinet/in.h>
 #include <spawn.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -242,15 +245,16 @@ void measureStart() {
 }
 
 // Milliseconds of the clock from each set to the motor order that it leads to.
-double orderTime(const char* clock, int moves) {
+std::vector<double> orderTimes(const Words& options, int moves) {
     std::string commands = "run 1\n";
     for (int i = 0; i < moves; ++i) {
         commands += std::string("set lens.camN.zoom a:") + (i % 2 == 0 ? "1200" : "1000") +
                     "\nrun 0.3013\n";
     }
+    commands += "quit\n";
     std::vector<double> times;
     double set = -1;
-    for (const std::string& line : run(twin({clock, "--trace"}), commands)) {
+    for (const std::string& line : run(twin(options), commands)) {
         const double time = std::atof(line.c_str());
         if (line.find(" cmd lens.camN.zoom ") != std::string::npos) {
             set = time;
@@ -262,7 +266,73 @@ double orderTime(const char* clock, int moves) {
     if (times.size() != static_cast<std::size_t>(moves)) {
         giveUp("a set led to no motor order");
     }
-    return median(times);
+    return times;
+}
+
+double orderTime(const char* clock, int moves) {
+    return median(orderTimes({clock, "--trace"}, moves));
+}
+
+int freePort() {
+    const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    if (bind(probe, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
+        getsockname(probe, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
+        giveUp("no free port");
+    }
+    close(probe);
+    return ntohs(address.sin_port);
+}
+
+// Reads the page's events to their end; the number of bytes.
+std::size_t readEvents(int port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    int connection = -1;
+    for (bool connected = false; !connected;) {
+        connection = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        connected = connect(connection, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+        if (!connected) {
+            close(connection);
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+    }
+    const std::string request = "GET /events HTTP/1.0\r\nHost: localhost\r\n\r\n";
+    std::size_t bytes = 0;
+    if (write(connection, request.data(), request.size()) > 0) {
+        std::array<char, 65536> part{};
+        for (ssize_t count = 0; (count = read(connection, part.data(), part.size())) > 0;) {
+            bytes += static_cast<std::size_t>(count);
+        }
+    }
+    close(connection);
+    return bytes;
+}
+
+// The 99th of 100 in their order.
+double nearWorst(std::vector<double> times) {
+    std::sort(times.begin(), times.end());
+    return times[times.size() * 99 / 100 - 1];
+}
+
+void measurePage() {
+    progress("from set to motor order with the page, 1 min");
+    const int port = freePort();
+    std::size_t bytes = 0;
+    std::thread reader([&] { bytes = readEvents(port); });
+    const double with =
+        nearWorst(orderTimes({"real", "--trace", "--page", std::to_string(port)}, 100));
+    reader.join();
+    if (bytes == 0) {
+        giveUp("the page sent no events");
+    }
+    row("the same, 99th of 100, events being read", with, "ms", "without the page",
+        nearWorst(orderTimes({"real", "--trace"}, 100)));
 }
 
 void measureOrders() {
@@ -298,6 +368,7 @@ int main() {
     measureIdleDaemon();
     measureStart();
     measureOrders();
+    measurePage();
     measureBus();
     removeCamera();
     return 0;

@@ -3,6 +3,7 @@
 #include "twin/console/console.h"
 #include "twin/mqtt.h"
 #include "twin/options.h"
+#include "twin/page/page.h"
 
 int main(int argc, char** argv) {
     const twin::CommandLine commandLine = twin::readCommandLine(argc, argv);
@@ -12,6 +13,12 @@ int main(int argc, char** argv) {
     const twin::Options& options = commandLine.options;
     if (!twin::openStreams(options.script)) {
         return 1;
+    }
+    if (options.page) {
+        const auto start = [&options] { twin::startMqtt(options.mqtt); };
+        return twin::runPage(
+            *options.page,
+            {options.session, runKestrel, options.console, start, twin::stopMqtt, {}});
     }
     twin::powerUp(options.session, runKestrel);
     twin::startMqtt(options.mqtt);

@@ -87,6 +87,20 @@ bool takeQuiet(Given& given, const char*) {
     return true;
 }
 
+bool takePage(Given& given, const char* value) {
+    const std::string_view text = value;
+    const std::size_t colon = text.rfind(':');
+    const bool hasAddress = colon != std::string_view::npos;
+    std::string_view address = text.substr(0, hasAddress ? colon : 0);
+    if (address.starts_with('[') && address.ends_with(']')) {
+        address = address.substr(1, address.size() - 2);
+    }
+    PageAddress& where = given.options.page.emplace();
+    where.address = address;
+    return hasAddress != address.empty() &&
+           readNumber(text.substr(hasAddress ? colon + 1 : 0), 0, 65535, where.port);
+}
+
 struct OptionRow {
     const char* name;
     const char* value;  // how the value is written in the usage; null if there is none
@@ -94,7 +108,7 @@ struct OptionRow {
     bool (*take)(Given&, const char*);
 };
 
-constexpr std::array<OptionRow, 11> kOptions = {{
+constexpr std::array<OptionRow, 12> kOptions = {{
     {"clock", "virtual|real", "time jumps, or follows the wall clock", takeClock},
     {"speed", "0.01..1000", "factor of the real clock", takeSpeed},
     {"state", "DIRECTORY", "keep the camera there between runs", takeState},
@@ -104,6 +118,8 @@ constexpr std::array<OptionRow, 11> kOptions = {{
     {"trace", nullptr, "print every event with its time", takeTrace},
     {"quiet", nullptr, "leave out what the daemon itself prints", takeQuiet},
     {"stop-on-error", nullptr, "end with the first command that fails", takeStopOnError},
+    {"page", "[ADDRESS:]PORT", "serve the head's page there; 127.0.0.1 without an address",
+     takePage},
     {"help", nullptr, "print this text", nullptr},
     {"version", nullptr, "print the version", nullptr},
 }};

@@ -1,17 +1,20 @@
 // The command line.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "bridge/options.h"
 #include "twin/camera/session.h"
 #include "twin/console/console.h"
+#include "twin/page/server.h"
 
 namespace twin {
 
 struct Options {
     SessionOptions session;
     ConsoleOptions console;
+    std::optional<PageAddress> page;
     std::string script;  // the file with the commands; empty: standard input
     bridge::Options mqtt;
 };

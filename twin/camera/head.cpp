@@ -7,6 +7,7 @@
 #include "twin/boundary/changes.h"
 #include "twin/boundary/encoder.h"
 #include "twin/boundary/model.h"
+#include "twin/clock/actors.h"
 #include "twin/clock/timeline.h"
 #include "twin/trace/output.h"
 #include "twin/world/board.h"
@@ -151,6 +152,11 @@ std::string describeSenses() {
                   sharpness(Area::b, zoom, focus), sharpness(Area::c, zoom, focus));
 }
 
+std::string describeCamera() {
+    return format(R"(, "mount":"%s", "lensType":%d, "clock":"%s", "speed":%g, "on":true)",
+                  mountName(), lensType(), clockIsVirtual() ? "virtual" : "real", clockSpeed());
+}
+
 }  // namespace
 
 std::string checkOptions(const CameraOptions& options, const Memory& memory) {
@@ -230,7 +236,7 @@ std::string describeHead() {
     const Microseconds time = now();
     return format(R"({"t":%lld.%06lld)", static_cast<long long>(time / 1'000'000),
                   static_cast<long long>(time % 1'000'000)) +
-           describeAxes() + describeBoard() + describeSenses() + "}";
+           describeAxes() + describeBoard() + describeSenses() + describeCamera() + "}";
 }
 
 std::string checkCounters(std::string (*position)(const char* key)) {
@@ -250,6 +256,17 @@ std::string checkCounters(std::string (*position)(const char* key)) {
         }
     }
     return wrong.empty() ? "ok" : "FAIL" + wrong;
+}
+
+bool changeMount(const std::string& mount) {
+    {
+        const WorldLock lock;
+        if (!mountCamera(mount)) {
+            return false;
+        }
+    }
+    noteChange();
+    return true;
 }
 
 bool setControllerCounter(const std::string& axis, int value) {

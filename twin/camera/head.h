@@ -34,13 +34,17 @@ std::map<std::string, std::string> saveHead();
 
 // The truth at this instant as one line of JSON. "supply" is the mask of the latest setPowerEnable,
 // 0 after a setPowerDisable; an LED word is a text of eight hexadecimal digits; "gravity" is in
-// m/s² and "sharpness" a ratio for each picture area, both free of noise.
+// m/s² and "sharpness" a ratio for each picture area, both free of noise. "speed" is the clock's,
+// and "on" is true: whoever asks this process finds it on.
 std::string describeHead();
 
 // Compares every resting axis's counter, as last set on the bus (`lens.camN.position_pan`, ...),
 // with its true position. Returns "ok", or "FAIL pan counter 1200 true 1187, ...".
 // `position(key)` gives the key's present text, or an empty text.
 std::string checkCounters(std::string (*position)(const char* key));
+
+// Mounts the camera in another way. False for an unknown one.
+bool changeMount(const std::string& mount);
 
 // Sets the controller's own pan or tilt counter, as a test's hand would. False for another axis.
 bool setControllerCounter(const std::string& axis, int value);

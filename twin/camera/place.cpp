@@ -120,6 +120,10 @@ std::string takePlace(const std::string& directory) {
     return flock(descriptor, LOCK_EX | LOCK_NB) == 0 ? "" : directory + " is in use by another run";
 }
 
+void borrowPlace() {
+    gPrivate = false;
+}
+
 const std::string& placeOfCamera() {
     return place();
 }

@@ -10,6 +10,10 @@ namespace twin {
 // left there is removed. Returns an error text, empty on success. Once.
 std::string takePlace(const std::string& directory);
 
+// In a copy of the process that has taken it: a private one is as any other there, kept from run to
+// run. It stays the first process's, which keeps the lock and removes it.
+void borrowPlace();
+
 // Its path; empty before takePlace.
 const std::string& placeOfCamera();
 

@@ -32,6 +32,8 @@ namespace {
 
 int (*gDaemon)() = nullptr;
 std::atomic<bool> gFailed{false};
+std::atomic<bool> gOutsideSignal{false};
+void (*gAtEnd)() = nullptr;
 
 void runDaemon(void*) {
     endRun(gDaemon());
@@ -163,8 +165,23 @@ void endRun(int status) {
         status = 1;
     }
     removeTemporaryState();
+    if (gAtEnd != nullptr) {
+        gAtEnd();
+    }
     checkForLeaks();
     _exit(status);
+}
+
+void onRunEnd(void (*action)()) {
+    gAtEnd = action;
+}
+
+void noteOutsideSignal() {
+    gOutsideSignal = true;
+}
+
+bool outsideSignalEnds() {
+    return gOutsideSignal;
 }
 
 void deliverSignal(int signal) {

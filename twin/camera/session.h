@@ -33,6 +33,13 @@ int runStatus();
 // seen. Any thread; the first call counts.
 [[noreturn]] void endRun(int status);
 
+// What is done last when the run ends, with nothing moving any more. Once, before powerUp.
+void onRunEnd(void (*action)());
+
+// Notes that the run ends because of a signal to the process; and whether it does. Any thread.
+void noteOutsideSignal();
+bool outsideSignalEnds();
+
 // Delivers a signal to the daemon as the operating system would, and ends the run as the daemon's
 // handler does.
 [[noreturn]] void deliverSignal(int signal);

@@ -105,8 +105,10 @@ std::string adviceOnHead(const std::string& problem) {
 }
 
 std::string openState(const std::string& directory, SavedState& state) {
-    if (const std::string error = takePlace(directory); !error.empty()) {
-        return error;
+    if (placeOfCamera().empty()) {
+        if (const std::string error = takePlace(directory); !error.empty()) {
+            return error;
+        }
     }
     if (const std::string error = readHead(state); !error.empty()) {
         return error;

@@ -15,9 +15,9 @@ struct SavedState {
 };
 
 // Opens the state in `directory`, making it if needed; an empty name stands for a private directory
-// that removeTemporaryState removes. Fills `state`; what of it is damaged, or was not saved by a
-// run that was killed, is said on standard error. Returns an error text, empty on success. Once,
-// before the daemon starts.
+// that removeTemporaryState removes. A place that has been taken already (place.h) is used. Fills
+// `state`; what of it is damaged, or was not saved by a run that was killed, is said on standard
+// error. Returns an error text, empty on success. Once, before the daemon starts.
 std::string openState(const std::string& directory, SavedState& state);
 
 // What can be done about a mechanism's memory that makes no sense, for the end of an error text.

@@ -28,6 +28,7 @@ bool isHangup(int signal) {
 }
 
 [[noreturn]] void take(int signal) {
+    noteOutsideSignal();
     if (isHangup(signal)) {
         endRun(128 + signal);
     }

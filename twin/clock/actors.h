@@ -20,6 +20,11 @@ void useVirtualClock();
 void useRealClock(double speed);
 bool clockIsVirtual();
 
+// The factor of the real clock, which may be changed while it runs: what is waited for comes then
+// by the new one. 1 with the virtual clock. Any thread; not by two at a time.
+double clockSpeed();
+void setClockSpeed(double speed);
+
 // Starts an actor that runs `entry(argument)`; with the virtual clock it first runs when the
 // starter waits. `name` must live for ever; the real-time guard shows it. False if there are too
 // many.

@@ -1,6 +1,7 @@
 #include "twin/clock/real_clock.h"
 
 #include <algorithm>
+#include <atomic>
 #include <condition_variable>
 #include <map>
 #include <mutex>
@@ -25,14 +26,43 @@ struct EventQueue {
     std::multimap<Microseconds, Event> events;  // equal times in the order of scheduling
 };
 
-double gSpeed = 1.0;
+// How the run's time follows the wall's: from this pair of moments on.
+struct Pace {
+    Wall::time_point wall;
+    double run = 0.0;  // microseconds
+    double speed = 1.0;
+
+    double runAt(Wall::time_point moment) const {
+        const std::chrono::duration<double, std::micro> passed = moment - wall;
+        return run + passed.count() * speed;
+    }
+};
+
+// Former paces are kept: somebody may be reading them.
+std::atomic<const Pace*> gPace{nullptr};
+
+const Pace& pace() {
+    const Pace* const present = gPace.load(std::memory_order_acquire);
+    if (present != nullptr) {
+        return *present;
+    }
+    // Nobody has chosen a speed: the run begins now.
+    static const Pace first{Wall::now(), 0.0, 1.0};
+    return first;
+}
+
+// Those who sleep. Never destroyed: threads outlive main.
+struct Sleepers {
+    std::mutex mutex;
+    std::condition_variable changed;
+};
+
+Sleepers& sleepers() {
+    static auto& all = *new Sleepers;
+    return all;
+}
 
 EventQueue& eventQueue();
-
-Wall::time_point startOfRun() {
-    static const Wall::time_point start = Wall::now();
-    return start;
-}
 
 [[noreturn]] void runEvents(EventQueue& queue) {
     std::unique_lock lock(queue.mutex);
@@ -69,18 +99,33 @@ EventQueue& eventQueue() {
 }  // namespace
 
 void setSpeed(double speed) {
-    gSpeed = speed;
-    startOfRun();
+    const Wall::time_point moment = Wall::now();
+    const bool first = gPace.load() == nullptr;
+    gPace = new Pace{moment, first ? 0.0 : pace().runAt(moment), speed};
+    if (first) {
+        return;
+    }
+    {
+        const std::lock_guard lock(sleepers().mutex);
+        sleepers().changed.notify_all();
+    }
+    const std::lock_guard lock(eventQueue().mutex);
+    eventQueue().changed.notify_one();
+}
+
+double speed() {
+    return pace().speed;
 }
 
 Microseconds now() {
-    const std::chrono::duration<double, std::micro> passed = Wall::now() - startOfRun();
-    return static_cast<Microseconds>(passed.count() * gSpeed);
+    return static_cast<Microseconds>(pace().runAt(Wall::now()));
 }
 
 Wall::time_point wallTime(Microseconds when) {
-    const std::chrono::duration<double, std::micro> passed(static_cast<double>(when) / gSpeed);
-    return startOfRun() + std::chrono::ceil<Wall::duration>(passed);
+    const Pace& present = pace();
+    const std::chrono::duration<double, std::micro> left((static_cast<double>(when) - present.run) /
+                                                         present.speed);
+    return present.wall + std::chrono::ceil<Wall::duration>(left);
 }
 
 void scheduleEvent(Microseconds when, void (*action)(std::int64_t), std::int64_t argument) {
@@ -100,7 +145,10 @@ bool startActor(void (*entry)(void*), void* argument) {
 }
 
 void sleepUntil(Microseconds when) {
-    std::this_thread::sleep_until(wallTime(when));
+    std::unique_lock lock(sleepers().mutex);
+    while (now() < when) {
+        sleepers().changed.wait_until(lock, wallTime(when));
+    }
 }
 
 }  // namespace twin::real_clock

@@ -7,8 +7,10 @@
 
 namespace twin::real_clock {
 
-// The factor between the run's time and the wall's. Once, before anything else.
+// The factor between the run's time and the wall's, from now on. Everyone who waits here goes on
+// waiting by the new one; whoever waits elsewhere by a wallTime does not know.
 void setSpeed(double speed);
+double speed();
 
 Microseconds now();
 void scheduleEvent(Microseconds when, void (*action)(std::int64_t), std::int64_t argument);

@@ -32,6 +32,14 @@ bool clockIsVirtual() {
     return gVirtual;
 }
 
+double clockSpeed() {
+    return gVirtual ? 1.0 : real_clock::speed();
+}
+
+void setClockSpeed(double speed) {
+    real_clock::setSpeed(speed);
+}
+
 Microseconds now() {
     return gVirtual ? virtual_clock::now() : real_clock::now();
 }

@@ -217,6 +217,37 @@ void setCounter(Call& call) {
     }
 }
 
+void setSpeed(Call& call) {
+    constexpr double kSlowest = 0.01;
+    constexpr double kFastest = 1000.0;
+    const std::string& text = call.word(0);
+    double speed = 0.0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, speed);
+    if (error != std::errc{} || stop != end || !(speed >= kSlowest && speed <= kFastest)) {
+        fail(call, "'" + text + "' is no speed, accepted: 0.01 to 1000");
+    } else if (clockIsVirtual()) {
+        fail(call, "the virtual clock has no speed, accepted with --clock real");
+    } else {
+        setClockSpeed(speed);
+    }
+}
+
+void hangCamera(Call& call) {
+    if (!changeMount(call.word(0))) {
+        fail(call, "unknown mount " + call.word(0) +
+                       ", accepted: ceiling, desktop, wall0, wall90, wall180, wall270");
+        return;
+    }
+    countWaitsFromNow();
+    settle();
+}
+
+// Where power can be switched it is off when this has an effect, and there is no console here then.
+void switchOn(Call& call) {
+    fail(call, "the camera is on");
+}
+
 void showHelp(Call& call);
 
 void quit(Call&) {
@@ -234,7 +265,7 @@ struct Command {
 
 constexpr std::size_t kAny = SIZE_MAX;
 
-constexpr std::array<Command, 14> kCommands = {{
+constexpr std::array<Command, 17> kCommands = {{
     {"set", "KEY VALUE", "another service sets a key; VALUE is the rest of the line", 1, kAny,
      setKey},
     {"get", "KEY", "show a key's value", 1, 1, getKey},
@@ -249,7 +280,11 @@ constexpr std::array<Command, 14> kCommands = {{
     {"counter", "pan|tilt NUMBER", "set the controller's own step counter", 2, 2, setCounter},
     {"fault", "[NAME ARGUMENTS]", "inject or clear a fault; alone: list them", 0, kAny,
      handleFault},
+    {"mount", "ceiling|desktop|wall0|wall90|wall180|wall270", "hang the camera elsewhere", 1, 1,
+     hangCamera},
+    {"speed", "NUMBER", "let the real clock go faster or slower, 0.01 to 1000", 1, 1, setSpeed},
     {"power-cut", "", "end the run at this instant as a power failure does", 0, 0, cutPower},
+    {"power-on", "", "after a power cut with --page: boot the same camera again", 0, 0, switchOn},
     {"signal", "TERM|INT|QUIT", "deliver the signal to the daemon", 1, 1, sendSignal},
     {"help", "[COMMAND]", "list the commands", 0, 1, showHelp},
     {"quit", "", "end the run", 0, 0, quit},

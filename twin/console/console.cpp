@@ -66,9 +66,11 @@ void takeScript(bool stopOnError) {
     }
 }
 
-void takeTypedLines(bool stopOnError) {
+void takeTypedLines(bool stopOnError, bool greet) {
     static bool failed = false;
-    say(kGreeting);
+    if (greet) {
+        say(kGreeting);
+    }
     openTerminal();
     std::string line;
     while (!quitAsked() && !(failed && stopOnError) && readTypedLine(line)) {
@@ -109,7 +111,7 @@ void keepConsoleOpen() {
 
 int runConsole(const ConsoleOptions& options) {
     if (options.interactive) {
-        takeTypedLines(options.stopOnError);
+        takeTypedLines(options.stopOnError, options.greet);
     } else {
         takeScript(options.stopOnError);
     }

@@ -7,7 +7,8 @@
 namespace twin {
 
 struct ConsoleOptions {
-    bool interactive = false;  // a greeting and prompts
+    bool interactive = false;  // prompts
+    bool greet = true;         // and a greeting
     bool stopOnError = false;  // the first command that fails is the last
 };
 

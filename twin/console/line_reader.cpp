@@ -12,18 +12,22 @@ namespace twin {
 
 namespace {
 
-std::array<char, 4096> gBuffer;
-std::size_t gUsed = 0;
-std::size_t gFilled = 0;
+// Never destroyed: threads outlive main.
+std::string& buffer() {
+    static auto& text = *new std::string;
+    return text;
+}
+std::size_t gUsed = 0;  // of the buffer
 bool gBroken = false;
 
 // Waits for input. False at its end.
 bool fillBuffer() {
     while (awaitInput()) {
-        const ssize_t count = read(STDIN_FILENO, gBuffer.data(), gBuffer.size());
+        std::array<char, 4096> text{};
+        const ssize_t count = read(STDIN_FILENO, text.data(), text.size());
         if (count > 0) {
             gUsed = 0;
-            gFilled = static_cast<std::size_t>(count);
+            buffer().assign(text.data(), static_cast<std::size_t>(count));
             return true;
         }
         if (count == 0) {
@@ -39,19 +43,28 @@ bool fillBuffer() {
 
 }  // namespace
 
+void giveInput(const std::string& text) {
+    buffer() = text;
+    gUsed = 0;
+}
+
+std::string unusedInput() {
+    return buffer().substr(gUsed);
+}
+
 LineResult readLine(std::string& line, void (*beforeWaiting)()) {
     line.clear();
     bool tooLong = false;
     bool begun = false;
     for (;;) {
-        if (gUsed == gFilled) {
+        if (gUsed == buffer().size()) {
             beforeWaiting();
             if (!fillBuffer()) {
                 break;
             }
         }
         begun = true;
-        const char c = gBuffer[gUsed++];
+        const char c = buffer()[gUsed++];
         if (c == '\n') {
             break;
         }

@@ -1,6 +1,7 @@
 // The console's input, line by line.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace twin {
@@ -13,9 +14,13 @@ enum class LineResult {
     broken,    // the input cannot be read; `errno` says why
 };
 
-constexpr int kLongestInputLine = 4096;
+constexpr std::size_t kLongestInputLine = 4096;
 
 // Reads the next line of standard input. Calls `beforeWaiting` before it has to wait for more.
 LineResult readLine(std::string& line, void (*beforeWaiting)());
+
+// Input that was read elsewhere and comes first; and what was read and is not used yet.
+void giveInput(const std::string& text);
+std::string unusedInput();
 
 }  // namespace twin

@@ -4,7 +4,6 @@
 
 #include <deque>
 #include <mutex>
-#include <optional>
 #include <utility>
 
 #include "twin/console/commands.h"
@@ -16,7 +15,7 @@ namespace {
 // Never destroyed: threads outlive main.
 struct Queue {
     std::mutex mutex;
-    std::deque<Request> requests;
+    std::deque<std::function<void()>> works;
 };
 
 Queue& queue() {
@@ -24,26 +23,40 @@ Queue& queue() {
     return instance;
 }
 
-std::optional<Request> takeRequest() {
+std::function<void()> takeWork() {
     const std::lock_guard lock(queue().mutex);
-    std::deque<Request>& requests = queue().requests;
-    if (requests.empty()) {
-        return std::nullopt;
+    std::deque<std::function<void()>>& works = queue().works;
+    if (works.empty()) {
+        return nullptr;
     }
-    Request request = std::move(requests.front());
-    requests.pop_front();
+    std::function<void()> work = std::move(works.front());
+    works.pop_front();
     // One is counted for each request.
     eventfd_t one = 0;
     eventfd_read(requestDescriptor(), &one);
-    return request;
+    return work;
+}
+
+void carryOut(const Request& request) {
+    bool good = true;
+    Answers answers{request.answer, 0};
+    for (const std::string& line : request.lines) {
+        ++answers.line;
+        good = execute(line, answers) && good;
+    }
+    request.done(good);
 }
 
 }  // namespace
 
-void postCommands(Request request) {
+void postWork(std::function<void()> work) {
     const std::lock_guard lock(queue().mutex);
-    queue().requests.push_back(std::move(request));
+    queue().works.push_back(std::move(work));
     eventfd_write(requestDescriptor(), 1);
+}
+
+void postCommands(Request request) {
+    postWork([request = std::move(request)] { carryOut(request); });
 }
 
 int requestDescriptor() {
@@ -52,14 +65,8 @@ int requestDescriptor() {
 }
 
 void executeRequests() {
-    while (const std::optional<Request> request = takeRequest()) {
-        bool good = true;
-        Answers answers{request->answer, 0};
-        for (const std::string& line : request->lines) {
-            ++answers.line;
-            good = execute(line, answers) && good;
-        }
-        request->done(good);
+    while (const auto work = takeWork()) {
+        work();
     }
 }
 

@@ -1,4 +1,4 @@
-// Commands from other threads, for the console's thread to carry out.
+// Commands and other work from other threads, for the console's thread to carry out.
 #pragma once
 
 #include <functional>
@@ -20,6 +20,9 @@ struct Request {
 // Hands commands to the console, which carries them out as soon as the one that runs at present,
 // and what was posted earlier, is done. Returns at once. Any thread.
 void postCommands(Request request);
+
+// The same for work that is more than commands. It is done between two commands.
+void postWork(std::function<void()> work);
 
 // Readable while requests wait.
 int requestDescriptor();

@@ -28,6 +28,7 @@ OutputOptions gOptions;
 FILE* gOutput = nullptr;
 std::atomic<bool> gViolation{false};
 std::atomic<void (*)()> gRestore{nullptr};
+std::atomic<void (*)(const std::string&)> gTap{nullptr};
 
 // Guards everything printed. Taken after the world's lock, never before it.
 std::mutex& outputMutex() {
@@ -73,22 +74,27 @@ void endLine() {
     }
 }
 
-void writeTraceLine(const char* kind, std::string_view text) {
+// `print` says whether the line goes to standard output, too.
+void writeTraceLine(const char* kind, std::string_view text, bool print) {
     const Microseconds time = now();
-    const std::string line = printable(text);
-    std::fprintf(gOutput, "%" PRId64 ".%06d %s ", time / 1'000'000,
-                 static_cast<int>(time % 1'000'000), kind);
-    std::fwrite(line.data(), 1, line.size(), gOutput);
-    endLine();
+    std::array<char, 64> begin{};
+    std::snprintf(begin.data(), begin.size(), "%" PRId64 ".%06d %s ", time / 1'000'000,
+                  static_cast<int>(time % 1'000'000), kind);
+    const std::string line = begin.data() + printable(text);
+    if (const auto tap = gTap.load()) {
+        tap(line);
+    }
+    if (print) {
+        std::fwrite(line.data(), 1, line.size(), gOutput);
+        endLine();
+    }
 }
 
 void writeDaemonLine(std::string_view line) {
-    if (gOptions.quiet) {
-        return;
+    if (traceEnabled()) {
+        writeTraceLine("log", line, gOptions.trace && !gOptions.quiet);
     }
-    if (gOptions.trace) {
-        writeTraceLine("log", line);
-    } else {
+    if (!gOptions.trace && !gOptions.quiet) {
         std::fwrite(line.data(), 1, line.size(), gOutput);
         endLine();
     }
@@ -122,12 +128,16 @@ void openOutput(const OutputOptions& options) {
     stdout = captured;
 }
 
+void tapTrace(void (*tap)(const std::string& line)) {
+    gTap = tap;
+}
+
 bool traceEnabled() {
-    return gOptions.trace;
+    return gOptions.trace || gTap.load(std::memory_order_relaxed) != nullptr;
 }
 
 void trace(const char* kind, const char* format, ...) {
-    if (!gOptions.trace) {
+    if (!traceEnabled()) {
         return;
     }
     std::array<char, kLongestLine> text{};
@@ -137,7 +147,7 @@ void trace(const char* kind, const char* format, ...) {
     va_end(arguments);
     const Printing printing;
     if (gOutput != nullptr) {
-        writeTraceLine(kind, text.data());
+        writeTraceLine(kind, text.data(), gOptions.trace);
     }
 }
 

@@ -1,0 +1,13 @@
+// The page: serves it, and boots the camera behind it as often as its power is switched.
+#pragma once
+
+#include "twin/page/boot.h"
+#include "twin/page/server.h"
+
+namespace twin {
+
+// Runs the program with its page until somebody ends it. Returns the exit status; where the page
+// cannot be served at all, after a line on standard error.
+int runPage(const PageAddress& where, const Boot& first);
+
+}  // namespace twin
