@@ -118,6 +118,7 @@ int publishState(Link& link, const char* text) {
 
 void subscribe(Link& link, const std::vector<std::string>& topics, int quality, int options) {
     std::vector<char*> list;
+    list.reserve(topics.size());
     for (const std::string& topic : topics) {
         list.push_back(const_cast<char*>(topic.c_str()));
     }
