@@ -10,7 +10,7 @@ from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
 from selenium.webdriver.support.ui import Select
 
-PATIENCE = 6  # seconds until a condition counts as not met
+PATIENCE = 15  # seconds until a condition counts as not met
 
 FLAGS = ("--headless=new", "--no-sandbox", "--use-angle=swiftshader", "--enable-unsafe-swiftshader",
          "--disable-background-networking", "--no-first-run", "--disable-component-update",
