@@ -9,11 +9,12 @@
 
 #include <pthread.h>
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
-using SharedInt = std::atomic<std::int32_t>;
+#include "shared.h"
+
+using SharedInt = Shared<std::int32_t>;
 
 // Stores `next` only while `shared` still holds `read`; false if another thread got there first.
 inline bool replaceIfUnchanged(SharedInt& shared, std::int32_t read, std::int32_t next) {
@@ -28,9 +29,12 @@ extern pthread_mutex_t gCmdMutex;
 // Holds a mutex for the length of a block.
 struct LockedBlock {
     explicit LockedBlock(pthread_mutex_t& mutex) : mutex_(mutex) {
+        beforeSharedStep();
         pthread_mutex_lock(&mutex_);
+        beforeSharedStep();
     }
     ~LockedBlock() {
+        beforeSharedStep();
         pthread_mutex_unlock(&mutex_);
     }
     LockedBlock(const LockedBlock&) = delete;
@@ -147,7 +151,7 @@ extern constinit SharedInt gaPublishDue[6];
 extern constinit SharedInt giPublishPending;
 // Raw monotonic time of the last move start, in microseconds (seconds * 1000000 + microseconds).
 // Written by the lens thread, read by the supervision loop.
-extern constinit std::atomic<std::int64_t> gtMoveStart;
+extern constinit Shared<std::int64_t> gtMoveStart;
 
 // --- Power, in hundredths of a watt ---
 
@@ -195,7 +199,7 @@ extern constinit SharedInt gaLightColor[4], gaLightState[4], gaLightBrightness[4
 // triggered, and the next sequence number.
 inline constexpr int kOnvifEntries = 31;
 extern constinit SharedInt gaOnvifOrder[kOnvifEntries];
-extern constinit std::atomic<std::int64_t> gaOnvifTime[kOnvifEntries];
+extern constinit Shared<std::int64_t> gaOnvifTime[kOnvifEntries];
 extern constinit SharedInt giOnvifSeq;
 // Relays: mode (2 monostable, 1 bistable) and time-out as written on the bus.
 inline constexpr int kRelays = 10;
@@ -206,4 +210,4 @@ extern constinit SharedInt giLedTestMode;
 extern constinit SharedInt giLedPower, giLedPowerApplied, giLedPowerChanged;
 // LED enable switches; 0 darkens the LED.
 inline constexpr int kLedSwitches = 10;
-extern constinit std::atomic<std::uint8_t> gaLedCtrl[kLedSwitches];
+extern constinit Shared<std::uint8_t> gaLedCtrl[kLedSwitches];

@@ -3,8 +3,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "control_state.h"
-
 constinit Mailbox gszFocusCmd = {};
 constinit Mailbox gszIrisCmd = {};
 constinit Mailbox gszDemoPtzAction = {};
@@ -27,7 +25,7 @@ void copyChecked(char* buffer, const char* text) {
     if (length == kCommandSize) {
         std::abort();
     }
-    std::memcpy(buffer, text, length + 1);
+    copySharedText(buffer, text, length + 1);
 }
 
 }  // namespace
@@ -55,7 +53,7 @@ const char* claimUnlessDone(Mailbox& mailbox) {
 }
 
 void clearMailbox(Mailbox& mailbox) {
-    std::memset(mailbox.text, 0, sizeof mailbox.text);
+    clearSharedText(mailbox.text, sizeof mailbox.text);
     mailbox.state = kEmpty;
 }
 
@@ -64,7 +62,7 @@ bool takeCommand(OverwriteBuffer& buffer, char* text) {
     if (buffer.text[0] == '\0') {
         return false;
     }
-    std::memcpy(text, buffer.text, kCommandSize);
-    std::memset(buffer.text, 0, sizeof buffer.text);
+    copySharedText(text, buffer.text, kCommandSize);
+    clearSharedText(buffer.text, sizeof buffer.text);
     return true;
 }

@@ -4,16 +4,13 @@
 // text of 128 bytes or more that would be copied ends the process: it is a fault of the bus.
 #pragma once
 
-#include <pthread.h>
-
-#include <atomic>
-#include <cstdint>
+#include "control_state.h"
 
 inline constexpr int kCommandSize = 128;
 
 // Hand-over without a lock: `state` says whose turn it is.
 struct Mailbox {
-    std::atomic<std::int32_t> state;
+    SharedInt state;
     char text[kCommandSize];
 };
 
