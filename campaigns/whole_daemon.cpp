@@ -16,6 +16,7 @@
 #include "control_state.h"
 #include "twin/boundary/bus.h"
 #include "twin/boundary/files.h"
+#include "twin/boundary/library_calls.h"
 #include "twin/camera/head.h"
 #include "twin/camera/settings.h"
 #include "twin/clock/actors.h"
@@ -266,17 +267,6 @@ std::string business() {
     return result;
 }
 
-// Lets time pass until nothing moves and no request is left. What still goes on after an hour.
-std::string rest() {
-    std::string going;
-    for (int second = 0, quiet = 0; second < kLongestSeconds && quiet < kQuietSeconds; ++second) {
-        pass(1);
-        going = business();
-        quiet = going.empty() ? quiet + 1 : 0;
-    }
-    return going.empty() ? "" : "without end:" + going;
-}
-
 // One word for each axis, and what comes of it.
 template <typename WordFor>
 std::string giveWords(WordFor wordFor) {
@@ -284,7 +274,7 @@ std::string giveWords(WordFor wordFor) {
         set(commandKey(row), wordFor(row));
     }
     pass(1);
-    return rest();
+    return rest(kQuietSeconds, kLongestSeconds);
 }
 
 std::string problems() {
@@ -298,9 +288,7 @@ std::string problems() {
     if ((twin::busValue("image.camN.flip") == "on") != (giFlip == 1)) {
         return "the dispatcher stands";
     }
-    const std::string check =
-        twin::checkCounters([](const char* key) { return twin::busValue(key).value_or(""); });
-    return check == "ok" ? "" : check;
+    return counters();
 }
 
 // Whether a counter may have lost the truth.
@@ -327,6 +315,22 @@ void pass(double seconds) {
     twin::sleepUntil(twin::now() + std::llround(seconds * static_cast<double>(kSecond)));
 }
 
+std::string rest(int quietSeconds, int longestSeconds) {
+    std::string going;
+    for (int second = 0, quiet = 0; second < longestSeconds && quiet < quietSeconds; ++second) {
+        pass(1);
+        going = business();
+        quiet = going.empty() ? quiet + 1 : 0;
+    }
+    return going.empty() ? "" : "without end:" + going;
+}
+
+std::string counters() {
+    const std::string check =
+        twin::checkCounters([](const char* key) { return twin::busValue(key).value_or(""); });
+    return check == "ok" ? "" : check;
+}
+
 void boot(const std::string& directory) {
     if (std::freopen("/dev/null", "w", stdout) == nullptr) {
         mustSucceed("no /dev/null");
@@ -346,6 +350,7 @@ void boot(const std::string& directory) {
     std::ofstream(directory + "/mnt/nand/Pos.bin", std::ios::binary)
         .write(reinterpret_cast<const char*>(words.data()), sizeof words);
     mustSucceed(twin::makeHead({}, memory));
+    twin::watchMotorLock();
     twin::startBus(twin::factorySettings());
     twin::startActor("main", runDaemon, nullptr);
     pass(1);
@@ -366,7 +371,7 @@ std::string ordeal(const std::uint8_t* acts, std::size_t size) {
     std::string problem = giveWords([](const AxisRow&) { return "stop"; });
     if (problem.empty() && doubtful) {
         set("lens.camN.action.cmd", "home1");
-        problem = rest();
+        problem = rest(kQuietSeconds, kLongestSeconds);
     }
     // A preset request in the middle of a move leaves the axis on "run"; its next move ends that.
     for (const auto place : {&AxisPlaces::somewhere, &AxisPlaces::elsewhere}) {

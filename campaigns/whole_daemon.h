@@ -15,6 +15,13 @@ void boot(const std::string& directory);
 // Lets so many seconds pass.
 void pass(double seconds);
 
+// Lets time pass until nothing has moved and no request has been left for so long. What still goes
+// on in the end; empty if nothing does.
+std::string rest(int quietSeconds, int longestSeconds);
+
+// Where a counter is not the truth; empty if none is.
+std::string counters();
+
 // What another service may ask of a camera. Four bytes are one act: which, two of its number, and
 // the pause that follows. Fewer bytes at the end are left out.
 inline constexpr std::size_t kActBytes = 4;

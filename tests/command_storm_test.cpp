@@ -28,6 +28,7 @@
 #include "tests/twin_world.h"
 #include "twin/boundary/bus.h"
 #include "twin/boundary/files.h"
+#include "twin/boundary/library_calls.h"
 #include "twin/boundary/readiness.h"
 #include "twin/camera/settings.h"
 
@@ -81,6 +82,7 @@ protected:
                   "");
         std::ofstream(directory_ + kPositionFile) << positionFile(Positions{});
         traceTo(directory_ + "/trace");
+        twin::watchMotorLock();
         twin::startBus(twin::factorySettings());
         twin::startActor(
             "main",

@@ -5,11 +5,15 @@
 #include <mutex>
 #include <set>
 #include <thread>
+#include <vector>
 
+#include "platform/clock.h"
 #include "platform/model.h"
 #include "platform/motor_mcu.h"
+#include "platform/nbus.h"
 #include "platform/sensor_mcu.h"
 #include "tests/twin_world.h"
+#include "twin/boundary/library_calls.h"
 
 namespace {
 
@@ -360,6 +364,64 @@ TEST_F(TwinHead, RealClockReportsTwoMotorCallsAtATime) {
     EXPECT_FALSE(twin::violationSeen());
     probeOnTwoThreads(none, 10'000'000);
     EXPECT_TRUE(twin::violationSeen());
+}
+
+// A caller that takes a lock, or none, for what it does a little later than the others.
+struct Caller {
+    std::mutex* lock;
+    void (*act)();
+};
+
+void call(void* argument) {
+    const Caller& caller = *static_cast<const Caller*>(argument);
+    sleepMicroseconds(1);
+    if (caller.lock != nullptr) {
+        caller.lock->lock();
+    }
+    caller.act();
+    if (caller.lock != nullptr) {
+        caller.lock->unlock();
+    }
+}
+
+void probeZoom() {
+    unsigned char byte = 0;
+    getZoomStatus(&byte);
+}
+
+TEST_F(TwinHead, ReportsWhatALockIsMissingForOrHeldAcross) {
+    static std::mutex motor;
+    static std::mutex other;
+    struct Case {
+        const char* what;
+        std::vector<Caller> callers;
+        const char* report;  // empty: none
+    };
+    const Case cases[] = {
+        {"one caller needs no lock", {{nullptr, probeZoom}}, ""},
+        {"one lock", {{&motor, probeZoom}, {&motor, probeZoom}, {&motor, probeZoom}}, ""},
+        {"no lock",
+         {{&motor, probeZoom}, {nullptr, [] { setIcrSwEnalbe(); }}},
+         "a motor call that no lock keeps from others: setIcrSwEnalbe"},
+        {"two locks",
+         {{&motor, probeZoom}, {&other, probeZoom}, {&motor, probeZoom}},
+         "a motor call that no lock keeps from others: getZoomStatus"},
+        {"a sleep", {{&motor, [] { sleepMicroseconds(1); }}}, "a sleep with a lock held"},
+        {"the bus", {{&motor, [] { nbus_set("a", "b"); }}}, "nbus_set with a lock held"},
+    };
+    for (const Case& row : cases) {
+        const auto run = [&row] {
+            build(0, kMiddle);
+            twin::watchMotorLock();
+            for (const Caller& caller : row.callers) {
+                twin::startActor("caller", call, const_cast<Caller*>(&caller));
+            }
+            pass(100);
+            std::_Exit(twin::violationSeen() ? 1 : 0);
+        };
+        EXPECT_EXIT(run(), testing::ExitedWithCode(*row.report == '\0' ? 0 : 1), row.report)
+            << row.what;
+    }
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // The virtual clock: who runs when.
 #include <gmock/gmock.h>
+#include <pthread.h>
 
 #include <chrono>
 #include <string>
@@ -106,6 +107,35 @@ TEST_F(TwinTimeline, ThreadsOfTheDaemonAreActors) {
     EXPECT_THAT(happened(), ElementsAre("0 starter", "0 started", "0 goes on", "3 ends"));
     EXPECT_NE(startThread(nullptr, [](void*) -> void* { return nullptr; }), 0);
     EXPECT_NE(startThread(&thread, nullptr), 0);
+}
+
+pthread_mutex_t gLock = PTHREAD_MUTEX_INITIALIZER;
+
+// Holds the lock until the others have had their turn.
+void holdUp(void*) {
+    pthread_mutex_lock(&gLock);
+    note("held up");
+    EXPECT_TRUE(twin::letGoOn("waiter"));
+    note("goes on");
+    pthread_mutex_unlock(&gLock);
+    EXPECT_FALSE(twin::letGoOn("nobody"));
+}
+
+TEST_F(TwinTimeline, AnActorThatIsHeldUpLetsOthersGoOnButForItsLock) {
+    twin::startActor("held up", holdUp, nullptr);
+    twin::startActor(
+        "waiter",
+        [](void*) {
+            note("waits");
+            pthread_mutex_lock(&gLock);
+            note("has the lock");
+            pthread_mutex_unlock(&gLock);
+        },
+        nullptr);
+    twin::startActor("a", walk<'a', 10>, nullptr);
+    twin::settle();
+    EXPECT_THAT(happened(),
+                ElementsAre("0 held up", "0 waits", "0 a", "0 goes on", "0 has the lock"));
 }
 
 TEST_F(TwinTimeline, TheRawClockFollows) {

@@ -8,6 +8,7 @@
 
 #include "platform/nbus.h"
 #include "twin/boundary/changes.h"
+#include "twin/boundary/library_calls.h"
 #include "twin/clock/actors.h"
 #include "twin/trace/output.h"
 #include "twin/trace/trace.h"
@@ -220,6 +221,11 @@ void dispatch(void*) {
     }
 }
 
+void enterBus(const char* name) {
+    checkLockFree(name);
+    enterLibrary(name);
+}
+
 // Copies a text into the caller's buffer, cut and terminated.
 void copyOut(const std::string& text, char* buffer, int size) {
     const std::size_t length = std::min(text.size(), static_cast<std::size_t>(size) - 1);
@@ -238,7 +244,7 @@ void startBus(const std::map<std::string, std::string>& keys) {
         bus().values[canonical(key)] = value;
     }
     if (!std::exchange(bus().dispatching, true)) {
-        startActor("bus dispatcher", dispatch, nullptr);
+        startActor(kDispatcher, dispatch, nullptr);
     }
 }
 
@@ -307,11 +313,13 @@ void breakWaitsOff(bool broken) {
 }  // namespace twin
 
 int nbus_initial(void) {
+    twin::enterBus("nbus_initial");
     const twin::WorldLock world;
     return twin::callFails("nbus_initial") ? -1 : 0;
 }
 
 int nbus_listen(const char* key, nbus_handler handler) {
+    twin::enterBus("nbus_listen");
     const twin::WorldLock world;
     if (twin::callFails("nbus_listen") || key == nullptr || handler == nullptr) {
         return -1;
@@ -321,6 +329,7 @@ int nbus_listen(const char* key, nbus_handler handler) {
 }
 
 int nbus_get(const char* key, char* value, int size) {
+    twin::enterBus("nbus_get");
     const twin::WorldLock world;
     if (twin::callFails("nbus_get") || key == nullptr || value == nullptr || size <= 0) {
         return -1;
@@ -335,6 +344,7 @@ int nbus_get(const char* key, char* value, int size) {
 
 int nbus_set(const char* key, const char* value) {
     twin::beforeChange("bus", key == nullptr ? "" : key);
+    twin::enterBus("nbus_set");
     const twin::WorldLock world;
     const bool fails = twin::callFails("nbus_set") || twin::faultActive("bus-refuse");
     if (fails || key == nullptr || value == nullptr) {
@@ -349,6 +359,7 @@ int nbus_set(const char* key, const char* value) {
 }
 
 int nbus_get_name(const char* prefix, int index, char* name, int size) {
+    twin::enterBus("nbus_get_name");
     const twin::WorldLock world;
     if (twin::callFails("nbus_get_name") || prefix == nullptr || name == nullptr || size <= 0) {
         return -1;

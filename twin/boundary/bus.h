@@ -16,6 +16,9 @@ namespace twin {
 // The longest key and the longest value, in bytes, that the bus takes.
 constexpr std::size_t kLongestBusText = 127;
 
+// The name of the actor on which the daemon's handlers run.
+constexpr const char* kDispatcher = "bus dispatcher";
+
 // Fills the bus with what it holds when the camera is powered up, without telling anyone, and
 // starts the dispatcher. Once, before the daemon uses the bus.
 void startBus(const std::map<std::string, std::string>& keys);

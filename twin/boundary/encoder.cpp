@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "platform/encoder.h"
+#include "twin/boundary/library_calls.h"
 #include "twin/clock/timeline.h"
 #include "twin/world/fault_values.h"
 #include "twin/world/faults.h"
@@ -42,6 +43,7 @@ void makeEncoder(std::uint64_t seed) {
 }  // namespace twin
 
 int PTZShmInit(void) {
+    twin::enterLibrary("PTZShmInit");
     const twin::WorldLock lock;
     if (twin::callFails("PTZShmInit")) {
         return -1;
@@ -51,6 +53,7 @@ int PTZShmInit(void) {
 }
 
 int GutAF_Info(struct FocusInfo* info, int channel) {
+    twin::enterLibrary("GutAF_Info");
     const twin::WorldLock lock;
     if (info == nullptr || channel != 0 || !gAttached || twin::callFails("GutAF_Info") ||
         twin::faultValue(twin::Fault::statisticsFail) != 0) {

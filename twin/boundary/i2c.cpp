@@ -6,6 +6,7 @@
 #include <cstring>
 #include <span>
 
+#include "twin/boundary/library_calls.h"
 #include "twin/clock/timeline.h"
 #include "twin/trace/trace.h"
 #include "twin/world/faults.h"
@@ -50,6 +51,7 @@ void writeMessage(const i2c_msg& message) {
 }  // namespace
 
 int openI2cBus(const char* path) {
+    twin::enterLibrary("openI2cBus");
     const twin::WorldLock lock;
     if (path == nullptr || std::strcmp(path, kBusPath) != 0) {
         return failure(ENOENT);
@@ -58,6 +60,7 @@ int openI2cBus(const char* path) {
 }
 
 int transferI2c(int fd, i2c_rdwr_ioctl_data* request) {
+    twin::enterLibrary("transferI2c");
     const twin::WorldLock lock;
     if (fd != kBusDescriptor) {
         return failure(EBADF);

@@ -1,6 +1,7 @@
 #include "twin/boundary/model.h"
 
 #include "platform/model.h"
+#include "twin/boundary/library_calls.h"
 #include "twin/clock/timeline.h"
 #include "twin/world/faults.h"
 
@@ -30,6 +31,7 @@ bool lensIsLong() {
 }  // namespace twin
 
 int get_lenstype(void) {
+    twin::enterLibrary("get_lenstype");
     const twin::WorldLock lock;
     return twin::callFails("get_lenstype") ? -1 : twin::lensType();
 }

@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "twin/boundary/changes.h"
+#include "twin/boundary/library_calls.h"
 #include "twin/boundary/model.h"
 #include "twin/clock/actors.h"
 #include "twin/clock/timeline.h"
@@ -32,11 +33,13 @@ std::atomic<const char*> gRunningCall;
 class Entry {
 public:
     explicit Entry(const char* name) {
+        checkSerialised(name);
         const char* other = nullptr;
         owner_ = gRunningCall.compare_exchange_strong(other, name);
         if (!owner_) {
             reportViolation("two motor calls at the same time: %s during %s", name, other);
         }
+        enterLibrary(name);
         for (int i = 0; i < 2000 && !clockIsVirtual(); ++i) {
             std::atomic_signal_fence(std::memory_order_seq_cst);
         }
@@ -109,7 +112,7 @@ int readCounter(const char* name, Axis axis, int device, int* position) {
 
 int switchIcr(const char* name, bool day) {
     beforeChange("mcu", name);
-    const WorldLock lock;
+    const MotorCall call(name);
     trace("mcu", "%s", name);
     if (orderRefused(name)) {
         return -1;
@@ -120,6 +123,7 @@ int switchIcr(const char* name, bool day) {
 
 int switchSupply(const char* name, int mask, int supply) {
     beforeChange("mcu", name);
+    enterLibrary(name);
     const WorldLock lock;
     trace("mcu", "%s %d", name, mask);
     if (orderRefused(name)) {
@@ -238,6 +242,7 @@ int setIcrSwDisable(void) {
 
 int setLedMode(int led, int mode) {
     twin::beforeChange("mcu", "setLedMode");
+    twin::enterLibrary("setLedMode");
     const twin::WorldLock lock;
     twin::trace("mcu", "setLedMode %d %d", led, mode);
     if (led < 0 || led >= static_cast<int>(twin::kLedCount) || twin::orderRefused("setLedMode")) {
@@ -264,6 +269,7 @@ int setMuiltLEDs(const unsigned int* groupA, const unsigned int* groupB) {
 }
 
 int getVersion_mb(unsigned int* version) {
+    twin::enterLibrary("getVersion_mb");
     const twin::WorldLock lock;
     if (version == nullptr || twin::refused("getVersion_mb")) {
         return -1;
@@ -274,6 +280,7 @@ int getVersion_mb(unsigned int* version) {
 
 int mcuReInitall(void) {
     twin::beforeChange("mcu", "mcuReInitall");
+    twin::enterLibrary("mcuReInitall");
     const twin::WorldLock lock;
     twin::trace("mcu", "mcuReInitall");
     return twin::callFails("mcuReInitall") ? -1 : 0;
@@ -281,6 +288,7 @@ int mcuReInitall(void) {
 
 int msp430fr2433BslWrite(const char* path) {
     twin::beforeChange("mcu", "msp430fr2433BslWrite");
+    twin::enterLibrary("msp430fr2433BslWrite");
     const twin::WorldLock lock;
     twin::trace("mcu", "msp430fr2433BslWrite %s", twin::cameraPath(path));
     return twin::callFails("msp430fr2433BslWrite") ? -1

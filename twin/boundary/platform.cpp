@@ -6,6 +6,7 @@
 
 #include "platform/clock.h"
 #include "platform/thread.h"
+#include "twin/boundary/library_calls.h"
 #include "twin/boundary/readiness.h"
 #include "twin/clock/actors.h"
 #include "twin/clock/timeline.h"
@@ -28,6 +29,7 @@ void runThread(void* argument) {
 }  // namespace
 
 void sleepMicroseconds(int microseconds) {
+    twin::checkLockFree("a sleep");
     if (microseconds > 0) {
         twin::sleepUntil(twin::now() + microseconds);
     }

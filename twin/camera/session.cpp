@@ -15,6 +15,7 @@
 #include "twin/boundary/bus.h"
 #include "twin/boundary/changes.h"
 #include "twin/boundary/files.h"
+#include "twin/boundary/library_calls.h"
 #include "twin/camera/head.h"
 #include "twin/camera/journal.h"
 #include "twin/camera/settings.h"
@@ -222,6 +223,7 @@ void powerUp(const SessionOptions& options, int (*daemon)()) {
     startWatch();
     watchForAbort();
     onPowerCut([] { endRun(runStatus()); });
+    watchMotorLock();
     startBus(keys);
     gDaemon = daemon;
     startActor("main", runDaemon, nullptr);

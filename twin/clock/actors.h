@@ -19,6 +19,8 @@ constexpr Microseconds kNever = std::numeric_limits<Microseconds>::max();
 void useVirtualClock();
 void useRealClock(double speed);
 bool clockIsVirtual();
+// Whether the caller is on the one thread of a virtual clock's actors and console.
+bool onVirtualClock();
 
 // The factor of the real clock, which may be changed while it runs: what is waited for comes then
 // by the new one. 1 with the virtual clock. Any thread; not by two at a time.
@@ -38,6 +40,11 @@ void sleepUntil(Microseconds when);
 
 // Lets everything that is due at the present instant run. Nothing to do with the real clock.
 void settle();
+
+// Holds the running actor up until the actor called `name`, and whoever else is due by then, has
+// gone on and waits again, as if the running one had lost the processor for so long. False, and
+// nothing has happened, where `name` waits for more than time. Virtual clock only.
+bool letGoOn(const char* name);
 
 // What one waits at until another opens it. An opening is remembered until it is used, and used by
 // one passage. At most one actor, or the console, waits at a gate.

@@ -11,6 +11,8 @@ namespace twin {
 namespace {
 
 bool gVirtual = false;
+// Whether this is the thread of a virtual clock: the one that runs the console and the fibers.
+thread_local bool tOfVirtualClock = false;
 
 std::mutex& worldMutex() {
     static auto& mutex = *new std::mutex;
@@ -21,6 +23,7 @@ std::mutex& worldMutex() {
 
 void useVirtualClock() {
     gVirtual = true;
+    tOfVirtualClock = true;
 }
 
 void useRealClock(double speed) {
@@ -38,6 +41,10 @@ double clockSpeed() {
 
 void setClockSpeed(double speed) {
     real_clock::setSpeed(speed);
+}
+
+bool onVirtualClock() {
+    return tOfVirtualClock;
 }
 
 Microseconds now() {
@@ -66,6 +73,10 @@ void settle() {
     if (gVirtual) {
         virtual_clock::suspend(now(), nullptr);
     }
+}
+
+bool letGoOn(const char* name) {
+    return virtual_clock::letGoOn(name);
 }
 
 WorldLock::WorldLock() {

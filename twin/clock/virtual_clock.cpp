@@ -5,10 +5,12 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <vector>
 
 #include "twin/clock/fiber.h"
+#include "twin/clock/locks.h"
 
 namespace twin {
 
@@ -16,6 +18,9 @@ struct Actor {
     const char* name = nullptr;
     Fiber* fiber = nullptr;
     Microseconds wake = kNever;
+    bool standsBack = false;  // others that are due at the same time go first
+    HeldLocks locks{};
+    const pthread_mutex_t* awaited = nullptr;
 };
 
 namespace virtual_clock {
@@ -34,6 +39,7 @@ struct Event {
 };
 
 std::array<Actor, 16> gActors;
+HeldLocks gConsoleLocks;
 std::size_t gActorCount = 0;
 Actor* gRunning = nullptr;
 std::uint64_t gEventsScheduled = 0;
@@ -64,13 +70,16 @@ void advanceTo(Microseconds when) {
     }
 }
 
+// Whether `a` goes on before `b`, which was started earlier.
+bool goesFirst(const Actor& a, const Actor& b) {
+    return a.wake != b.wake ? a.wake < b.wake : b.standsBack && !a.standsBack;
+}
+
 // The actor with the earliest wake-up, the first started among equals; null if none will wake.
 Actor* nextActor() {
     Actor* next = nullptr;
-    Microseconds earliest = kNever;
     for (std::size_t i = 0; i < gActorCount; ++i) {
-        if (gActors[i].wake < earliest) {
-            earliest = gActors[i].wake;
+        if (gActors[i].wake != kNever && (next == nullptr || goesFirst(gActors[i], *next))) {
             next = &gActors[i];
         }
     }
@@ -90,6 +99,7 @@ void runFirstEvent() {
 void runActor(Actor& actor) {
     advanceTo(actor.wake);
     actor.wake = kNever;
+    actor.standsBack = false;
     gRunning = &actor;
     gRunningName.store(actor.name, std::memory_order_relaxed);
     resumeFiber(*actor.fiber);
@@ -171,6 +181,49 @@ Actor* runningActor() {
 
 void wake(Actor& actor) {
     actor.wake = now();
+}
+
+bool letGoOn(const char* name) {
+    Actor* const self = gRunning;
+    for (std::size_t i = 0; i < gActorCount && self != nullptr; ++i) {
+        const Actor& other = gActors[i];
+        if (&other != self && std::strcmp(other.name, name) == 0 && other.wake != kNever) {
+            self->wake = other.wake;
+            self->standsBack = true;
+            yieldFiber(*self->fiber);
+            return true;
+        }
+    }
+    return false;
+}
+
+HeldLocks& locksOfActor() {
+    return gRunning == nullptr ? gConsoleLocks : gRunning->locks;
+}
+
+bool heldByAnother(const pthread_mutex_t* mutex) {
+    for (std::size_t i = 0; i < gActorCount; ++i) {
+        if (&gActors[i] != gRunning && holds(gActors[i].locks, mutex)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void waitForRelease(const pthread_mutex_t* mutex) {
+    Actor* const self = gRunning;
+    self->awaited = mutex;
+    self->wake = kNever;
+    yieldFiber(*self->fiber);
+}
+
+void released(const pthread_mutex_t* mutex) {
+    for (std::size_t i = 0; i < gActorCount; ++i) {
+        if (gActors[i].awaited == mutex) {
+            gActors[i].awaited = nullptr;
+            wake(gActors[i]);
+        }
+    }
 }
 
 Progress progress() {

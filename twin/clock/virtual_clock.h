@@ -3,6 +3,7 @@
 #pragma once
 
 #include "twin/clock/actors.h"
+#include "twin/clock/locks.h"
 
 namespace twin::virtual_clock {
 
@@ -19,6 +20,17 @@ Actor* runningActor();
 
 // Makes a suspended actor due now.
 void wake(Actor& actor);
+
+// As twin::letGoOn.
+bool letGoOn(const char* name);
+
+// The locks of the running actor, or of the console.
+HeldLocks& locksOfActor();
+// Whether an actor other than the running one holds the mutex.
+bool heldByAnother(const pthread_mutex_t* mutex);
+// Suspends the running actor until the mutex's holder has released it.
+void waitForRelease(const pthread_mutex_t* mutex);
+void released(const pthread_mutex_t* mutex);
 
 Progress progress();
 void interrupt(void (*action)());

@@ -67,6 +67,7 @@ constexpr ValueRow kFactor = {Value::count, "FACTOR (1 to 1000)", 1, 1'000};
 constexpr ValueRow kCounts = {Value::count, "COUNTS (1 to 32767)", 1, 32'767};
 constexpr ValueRow kCalls = {Value::calls, "N|always (N 1 to 1000000)", 1, 1'000'000};
 constexpr ValueRow kChanges = {Value::count, "N (1 to 1000000)", 1, 1'000'000};
+constexpr ValueRow kSet = {Value::set, "N (1 to 1000000) KEY VALUE", 1, 1'000'000};
 constexpr ValueRow kByte = {Value::hex, "HEX (00 to ff)", 0, 0xFF};
 constexpr ValueRow kOffset = {Value::offset, "N (-4000 to 4000)", -4'000, 4'000};
 constexpr ValueRow kPercent = {Value::percent, "PERCENT (0.001 to 5)", 1, 5'000};
@@ -113,6 +114,8 @@ constexpr FaultRow kFaults[] = {
      "the bus takes values beyond 127 bytes"},
     {Fault::powerCut, "power-cut", "", kNoSubject, "", kChanges,
      "the power fails before the N-th file operation, order or bus set of the daemon"},
+    {Fault::setAt, "set-at", "", kNoSubject, "", kSet,
+     "another service's set reaches the daemon in the N-th of its library calls and log lines"},
 };
 static_assert(std::size(kFaults) == kFaultCount);
 static_assert([] {
@@ -130,6 +133,11 @@ std::atomic<bool> gAnyActive;
 
 std::atomic<int>& slot(Fault fault, int subject) {
     return gValues[static_cast<std::size_t>(fault)][static_cast<std::size_t>(subject)];
+}
+
+std::string& outsideSetText() {
+    static auto& text = *new std::string;
+    return text;
 }
 
 bool anyActive() {
@@ -151,6 +159,14 @@ int faultValue(Fault fault, int subject) {
 
 void setFaultValue(Fault fault, int subject, int value) {
     slot(fault, subject).store(value, std::memory_order_relaxed);
+}
+
+const std::string& outsideSet() {
+    return outsideSetText();
+}
+
+void setOutsideSet(const std::string& keyAndValue) {
+    outsideSetText() = keyAndValue;
 }
 
 bool takeFault(Fault fault, int subject) {

@@ -8,8 +8,9 @@
 
 namespace twin {
 
-// What a fault's last word is.
-enum class Value { none, count, calls, hex, offset, percent };
+// What stands at a fault's end: mostly one word.
+// `set` is a count, a key and a value.
+enum class Value { none, count, calls, hex, offset, percent, set };
 
 struct ValueRow {
     Value value;

@@ -29,13 +29,18 @@ enum class Fault {
     busRefuse,        // 1
     busOverlong,      // 1
     powerCut,         // changes of the camera's state up to the one before which it hits
+    setAt,            // calls up to the one in which the outside set comes
 };
-constexpr int kFaultCount = 22;
+constexpr int kFaultCount = 23;
 
 // The value in force. `subject` is the axis, microcontroller or function number, 0 where there is
 // none. World lock held.
 int faultValue(Fault fault, int subject = 0);
 void setFaultValue(Fault fault, int subject, int value);
+
+// "KEY VALUE" of the fault setAt. World lock held.
+const std::string& outsideSet();
+void setOutsideSet(const std::string& keyAndValue);
 
 // Whether a counted fault hits this time; counts it. World lock held.
 bool takeFault(Fault fault, int subject);

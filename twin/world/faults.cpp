@@ -56,6 +56,8 @@ std::string valueText(Value kind, int value) {
         case Value::percent:
             std::snprintf(text, sizeof text, "%d.%03d", value / 1000, value % 1000);
             break;
+        case Value::set:
+            return std::to_string(value) + " " + outsideSet();
         case Value::calls:
             return value < 0 ? "always" : std::to_string(value);
         case Value::count:
@@ -177,13 +179,27 @@ std::string clear(const std::string& name, const std::string& subject) {
     return "";
 }
 
+// How many words a fault has after its setting, at least.
+std::size_t wordsWanted(Value value) {
+    return value == Value::none ? 0 : value == Value::set ? 3 : 1;
+}
+
 // Reads what follows the setting and injects the fault. An error text, empty on success.
 std::string injectRow(const FaultRow& row, const std::vector<int>& subjects,
                       std::span<const std::string> words) {
-    const std::size_t wanted = row.value.value == Value::none ? 0 : 1;
+    const std::size_t wanted = wordsWanted(row.value.value);
+    const bool takesMore = row.value.value == Value::set;
     int value = 1;
-    if (words.size() != wanted || (wanted == 1 && !readValue(row.value, words[0], value))) {
+    if (words.size() < wanted || (words.size() > wanted && !takesMore) ||
+        (wanted > 0 && !readValue(row.value, words[0], value))) {
         return refusal(std::string(row.name) + ": value missing or out of range", row.name);
+    }
+    if (takesMore) {
+        std::string text;
+        for (const std::string& word : words.subspan(1)) {
+            text.append(text.empty() ? "" : " ").append(word);
+        }
+        setOutsideSet(text);
     }
     for (const int subject : subjects) {
         setFaultValue(row.fault, subject, value);
