@@ -1,6 +1,6 @@
-// What threads share is read and written in steps: a word, a lock, a text. In the build that explores
-// interleavings (KESTREL_EXPLORE) a function that a campaign provides is called before each step,
-// and may let another thread go on there; in every other build nothing of that remains.
+// What threads share is read and written in steps: a word, a lock, a text. In the build that
+// explores interleavings (KESTREL_EXPLORE) a function that a campaign provides is called before
+// each step, and may let another thread go on there; in every other build nothing of that remains.
 #pragma once
 
 #include <atomic>

@@ -1,0 +1,138 @@
+// What another service sets in the midst of what the daemon does: nothing is lost, nothing is done
+// twice, and the latest word wins, wherever it comes.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "session.h"
+
+namespace {
+
+// A set that meets a short session, in every library call and after every line of it.
+struct Meeting {
+    const char* name;
+    const char* session;
+    const char* set;  // "KEY VALUE"
+    // In the end: where the axis stands, and what the trace holds once.
+    const char* axis;
+    int position;
+    const char* line;
+};
+
+constexpr Meeting kMeetings[] = {
+    {"LatestZoom", "set lens.camN.zoom a:1100\nrun 0.1", "lens.camN.zoom a:900", "zoom", 900,
+     "mcu setZoom8Forward -1 "},
+    {"LatestPan", "set lens.camN.pan a:10020\nrun 0.2", "lens.camN.pan a:9990", "pan", 9990,
+     "mcu setPanBackwardS 2 "},
+    {"LatestTilt", "set lens.camN.tilt a:2010\nrun 0.2", "lens.camN.tilt a:1990", "tilt", 1990,
+     "mcu setTiltBackwardS 2 "},
+    {"LatestRotate", "set lens.camN.rotate a:560\nrun 0.1", "lens.camN.rotate a:500", "rotate", 500,
+     "mcu setRotatBackward -3 "},
+    {"MoveAfterRun", "set lens.camN.zoom in\nrun 0.06", "lens.camN.zoom full_out", "zoom", 0,
+     "mcu setZoom8Forward -1 "},
+    {"OtherAxis", "set lens.camN.zoom a:1100\nrun 0.1", "lens.camN.iris a:30", "iris", 30,
+     "mcu setIrisForward "},
+    {"Filter", "set lens.camN.pan a:10020\nrun 0.2", "gpio.camN.out.icr night", "pan", 10020,
+     "mcu setIcrSwDisable"},
+    {"Store", "set lens.camN.zoom a:1100\nrun 0.2", "lens.camN.act_preset 2:set", "zoom", 1100,
+     "bus lens.camN.preset2 "},
+};
+
+class SetAt : public testing::TestWithParam<Meeting> {};
+
+TEST_P(SetAt, IsServedOnceInEveryCall) {
+    const Meeting& meeting = GetParam();
+    const Camera camera(Positions{});
+    const auto script = [&meeting](int call) {
+        return "run 1\nfault set-at " + std::to_string(call) + " " + meeting.set + "\n" +
+               meeting.session + "\n";
+    };
+    // What is left of very many says how many calls there are.
+    constexpr int kMany = 1'000'000;
+    const std::string active = "active: set-at ";
+    const std::string left = Camera(camera).run(script(kMany) + "fault").answers.back();
+    ASSERT_TRUE(left.starts_with(active)) << left;
+    const int calls = kMany - std::stoi(left.substr(active.size()));
+    EXPECT_GT(calls, 10);
+    for (int call = 1; call <= calls; ++call) {
+        const Session run = Camera(camera).run(script(call) + "run 3\nhead");
+        const auto axis = run.head()[meeting.axis];
+        EXPECT_EQ(run.status, 0) << call << run.errors;
+        EXPECT_EQ(axis["position"], meeting.position) << call << axis;
+        EXPECT_EQ(run.trace.count(meeting.line), 1) << call << run.trace.story();
+        EXPECT_EQ(run.trace.count("cmd"), 2) << call;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Every, SetAt, testing::ValuesIn(kMeetings),
+                         [](const auto& each) { return std::string(each.param.name); });
+
+// A run that keeps the lens loop busy.
+struct BusyRun {
+    const char* name;
+    const char* before;
+    const char* start;  // "KEY VALUE"
+    double seconds;
+    int instants;   // of these, at equal distances, at which a request comes
+    int rest = 60;  // seconds after which all is over
+};
+
+constexpr BusyRun kBusyRuns[] = {
+    {"Preset",
+     "set lens.camN.act_preset 1:set:lock\nrun 1\nset lens.camN.pan a:10600\n"
+     "set lens.camN.zoom a:900\nrun 1\nset lens.camN.tilt a:2700\nset lens.camN.rotate a:1200\n"
+     "run 3\n",
+     "lens.camN.act_preset 1:go", 3, 15},
+    {"Levelling", "", "lens.camN.rotate auto", 0.5, 5},
+    {"RotateTest", "", "lens.camN.rotate test", 300, 1, 250},
+    {"FastFocus", "", "lens.camN.focus all", 3, 5},
+    {"ContrastFocus", "", "lens.camN.action.cmd AF", 4, 5},
+    {"HomeAndLevelling", "", "lens.camN.action.cmd home1", 12, 5},
+    {"FastHome", "", "lens.camN.action.cmd homefast", 6, 5},
+};
+
+// A request, and the line that tells that it is served. While a run is on that serves the same
+// kind, another of the kind is not taken; meant so.
+struct RaisedRequest {
+    const char* set;  // "KEY VALUE"
+    const char* line;
+    const char* notDuring;  // of the run's name
+};
+
+constexpr RaisedRequest kRequests[] = {
+    {"lens.camN.action.cmd home", "log Home Iris", "Home"},
+    {"lens.camN.action.cmd AF", "log Zoom Pos:", "Focus"},
+    {"lens.camN.act_preset 2:set", "bus lens.camN.preset2 ", "-"},
+    {"lens.camN.rotate auto", "log in AutoSearch", "Levelling"},
+    {"lens.camN.pan a:7000", "log Pan Run", "-"},
+    {"lens.camN.iris a:30", "bus lens.camN.position_iris 30", "-"},
+};
+
+class Raised : public testing::TestWithParam<BusyRun> {};
+
+TEST_P(Raised, IsServedOnceAfterwards) {
+    const BusyRun& busy = GetParam();
+    const Camera camera(Positions{});
+    const std::string begin = std::string("run 1\n") + busy.before + "set " + busy.start + "\n";
+    const std::string rest = "run " + std::to_string(busy.rest);
+    const Session alone = Camera(camera).run(begin + rest + "\n" + rest);
+    for (const RaisedRequest& request : kRequests) {
+        if (std::string(busy.name).find(request.notDuring) != std::string::npos) {
+            continue;
+        }
+        for (int instant = 1; instant <= busy.instants; ++instant) {
+            const double time = busy.seconds * instant / busy.instants;
+            const std::string raised =
+                "run " + std::to_string(time) + "\nset " + request.set + "\n" + rest;
+            const Session run = Camera(camera).run(begin + raised);
+            EXPECT_EQ(run.status, 0) << run.errors;
+            EXPECT_EQ(run.trace.count(request.line), alone.trace.count(request.line) + 1)
+                << request.set << " after " << time << run.trace.story();
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Every, Raised, testing::ValuesIn(kBusyRuns),
+                         [](const auto& each) { return std::string(each.param.name); });
+
+}  // namespace
