@@ -18,7 +18,11 @@ const kinds = [
 /** @type {TraceEvent[]} */
 let events = [];
 const hiddenKinds = new Set(['i2c']);
-let paused = false;
+/**
+ * While the list is held: what had happened by then, so that it can be filtered and searched.
+ * @type {TraceEvent[]|null}
+ */
+let held = null;
 let missed = 0;
 
 const list =
@@ -51,7 +55,8 @@ const addFresh = drawSoon(() => {
 
 const showAll = drawSoon(() => {
     fresh = [];
-    list.replaceChildren(...events.filter(matches).slice(-shownAtMost).reverse().map(row));
+    list.replaceChildren(
+        ...(held ?? events).filter(matches).slice(-shownAtMost).reverse().map(row));
 });
 
 /** @param {string} kind @param {string} meaning */
@@ -73,17 +78,17 @@ function kindSwitch(kind, meaning) {
 }
 
 function togglePause() {
-    paused = !paused;
-    pause.setAttribute('aria-pressed', String(paused));
-    setText(pause, paused ? 'Go on' : 'Pause');
-    if (!paused) showAll();
+    held = held === null ? [...events] : null;
+    pause.setAttribute('aria-pressed', String(held !== null));
+    setText(pause, held === null ? 'Pause' : 'Go on');
+    showAll();
 }
 
 export function makeTrace() {
     listen('trace', (more) => {
         events.push(...more);
         if (events.length > kept + 1000) events = events.slice(-kept);
-        if (paused) return;
+        if (held !== null) return;
         fresh.push(...more);
         addFresh();
     });
@@ -95,6 +100,7 @@ export function makeTrace() {
     pause.addEventListener('click', togglePause);
     clear.addEventListener('click', () => {
         events = [];
+        if (held !== null) held = [];
         showAll();
     });
     const tools = element(
