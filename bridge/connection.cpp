@@ -63,6 +63,7 @@ struct Link {
     int marker = 0;  // the message whose confirmation ends the phase
     std::deque<Unconfirmed> unconfirmed;
     std::string lastLogged;
+    bool certified = false;  // the head has a certificate of its own
     bool ended = false;
     bool forbidden = false;  // that something is has been said
     Ending ending;
@@ -85,7 +86,8 @@ void end(Link& link, const std::string& reason) {
 // Judges the result of a call of libmosquitto.
 void judge(Link& link, int result) {
     if (result != MOSQ_ERR_SUCCESS) {
-        end(link, failureText(result, errno, link.lastLogged));
+        end(link, failureText({result, errno, link.lastLogged, link.phase == Phase::connecting,
+                               link.certified}));
     }
 }
 
@@ -113,7 +115,7 @@ int publish(Link& link, Message message) {
 
 int publishState(Link& link, const char* text) {
     keepOn(topicOf("state"), text);
-    return publish(link, {topicOf("state"), text, {}, true, nullptr});
+    return publish(link, {topicOf("state"), text, {}, true, nullptr, 0});
 }
 
 void subscribe(Link& link, const std::vector<std::string>& topics, int quality, int options) {
@@ -308,7 +310,8 @@ void sendWaiting(Link& link) {
 void advance(Link& link) {
     const bool idle = link.unconfirmed.size() < kMostUnconfirmed;
     if (link.phase == Phase::telling && idle) {
-        link.marker = publish(link, {topicOf("info"), keptOn(topicOf("info")), {}, true, nullptr});
+        link.marker =
+            publish(link, {topicOf("info"), keptOn(topicOf("info")), {}, true, nullptr, 0});
         link.phase = Phase::confirming;
     }
     if (gEndRequested && link.phase == Phase::online && link.unconfirmed.empty()) {
@@ -360,6 +363,7 @@ Ending serveConnection(const Options& options, const Bus& bus, void (*online)())
     Link link;
     link.bus = &bus;
     link.online = online;
+    link.certified = !options.certificateFile.empty();
     // With a client of its own each connection begins from nothing: libmosquitto would otherwise
     // send again what a broken one has left, out of order with the state.
     std::string id = options.base + ":" + options.name;

@@ -101,7 +101,7 @@ void answerTo(const Incoming& message, const std::string& text) {
         noteError(printable(message.topic) + ": no answer: " + problem);
         return;
     }
-    noteMessage({message.answerTopic, text, message.correlation, false, nullptr});
+    noteMessage({message.answerTopic, text, message.correlation, false, nullptr, 0});
 }
 
 void takeSet(const Incoming& message, std::string_view levels, const Bus& bus) {

@@ -1,6 +1,7 @@
 #include "bridge/outgoing.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <deque>
 #include <iterator>
 #include <map>
@@ -17,6 +18,7 @@ struct Entry {
     bool momentary = false;
     bool forwarded = false;
     bool owed = false;
+    std::uint64_t told = 0;  // what was queued before that is out of date
 };
 
 namespace {
@@ -35,6 +37,7 @@ struct Outgoing {
     std::map<std::string, std::string> kept;  // by topic, beside the keys' own
     bool owedFirst = false;
     bool tooManyKeys = false;
+    std::uint64_t queued = 0;  // how many messages ever were
     std::size_t lostWords = 0;
     std::size_t lostLines = 0;
 };
@@ -70,7 +73,7 @@ void queueOrCount(Message message) {
 }
 
 void queueError(const std::string& line) {
-    queueOrCount({topicOf("error"), line, {}, false, nullptr});
+    queueOrCount({topicOf("error"), line, {}, false, nullptr, 0});
 }
 
 void owe(Entry& entry) {
@@ -80,7 +83,7 @@ void owe(Entry& entry) {
 }
 
 Message valueOf(Entry& entry) {
-    return {busTopic(*entry.key), entry.value, {}, !entry.momentary, &entry};
+    return {busTopic(*entry.key), entry.value, {}, !entry.momentary, &entry, 0};
 }
 
 // The key's entry, made if there is none yet; null if there are too many.
@@ -115,6 +118,7 @@ void takeSet(Entry& entry, const char* value) {
         queueOrCount(valueOf(entry));
     } else if (o.link == Link::up && !entry.owed && o.queue.size() < kMostWaiting) {
         o.queue.push_back(valueOf(entry));
+        o.queue.back().number = o.queued++;
     } else if (o.link != Link::down) {
         owe(entry);
     }
@@ -147,6 +151,7 @@ std::optional<Message> takeOwed() {
         Entry& entry = *o.owed.front();
         o.owed.pop_front();
         if (std::exchange(entry.owed, false)) {
+            entry.told = o.queued;
             return valueOf(entry);
         }
     }
@@ -158,7 +163,10 @@ std::optional<Message> takeQueued() {
     while (o.link == Link::up && !o.queue.empty()) {
         Message message = std::move(o.queue.front());
         o.queue.pop_front();
-        if (message.entry == nullptr || !message.entry->owed) {
+        const Entry* const entry = message.entry;
+        const bool outOfDate =
+            message.retained && entry != nullptr && (entry->owed || message.number < entry->told);
+        if (!outOfDate) {
             return message;
         }
     }
@@ -211,7 +219,7 @@ void noteSet(const char* key, const char* value) {
 }
 
 void noteError(const std::string& line) {
-    noteMessage({topicOf("error"), line, {}, false, nullptr});
+    noteMessage({topicOf("error"), line, {}, false, nullptr, 0});
 }
 
 void noteMessage(Message message) {
@@ -287,7 +295,7 @@ void putRight(const std::string& topic) {
     if (Entry* const entry = keptEntry(topic); entry != nullptr) {
         owe(*entry);
     } else if (o.repairs.size() < kMostWaiting) {
-        o.repairs.push_back({topic, keptBeside(topic), {}, true, nullptr});
+        o.repairs.push_back({topic, keptBeside(topic), {}, true, nullptr, 0});
     }
 }
 

@@ -10,6 +10,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -25,7 +26,8 @@ struct Message {
     std::string payload;
     std::string correlation;  // MQTT's correlation data; empty for none
     bool retained = false;
-    Entry* entry = nullptr;  // the key whose value it tells
+    Entry* entry = nullptr;    // the key whose value it tells
+    std::uint64_t number = 0;  // of a value, among all that were queued
 };
 
 // The most keys that are kept.

@@ -4,6 +4,7 @@
 #include <mqtt_protocol.h>
 
 #include <array>
+#include <cerrno>
 #include <string_view>
 #include <system_error>
 
@@ -45,27 +46,19 @@ constexpr std::array<Text, 12> kReasons = {{
     {MQTT_RC_ADMINISTRATIVE_ACTION, "somebody has ended the connection at the broker"},
 }};
 
-// What TLS failures have in their text.
+// What failures of TLS have in their text.
 struct TlsText {
     std::string_view part;
     const char* text;
 };
 
-constexpr std::array<TlsText, 10> kTlsFailures = {{
-    {"host name verification failed",
-     "the broker's certificate is for another host; check the host in --mqtt"},
+constexpr std::array<TlsText, 5> kTlsFailures = {{
     {"certificate verify failed",
      "the broker's certificate is not accepted; check its dates, its host name and --mqtt-ca"},
-    {"certificate required",
-     "the broker asks for the head's certificate; give --mqtt-cert and --mqtt-key"},
-    {"certificate expired", "the head's certificate has expired; renew --mqtt-cert"},
-    {"unknown ca", "the broker does not know who signed the head's certificate; check --mqtt-cert"},
-    {"bad certificate", "the broker does not take the head's certificate; check --mqtt-cert"},
-    {"handshake failure",
-     "the broker asks for the head's certificate; give --mqtt-cert and --mqtt-key"},
     {"wrong version number", "no TLS is spoken there; check the port, or use mqtt://"},
+    {"unexpected eof", "no TLS is spoken there; check the port, or use mqtt://"},
     {"CA certificate", "the file of --mqtt-ca holds no certificate"},
-    {"certificate", "the files of --mqtt-cert and --mqtt-key are of no use"},
+    {"certificate \"", "the files of --mqtt-cert and --mqtt-key are of no use"},
 }};
 
 template <std::size_t Count>
@@ -80,20 +73,30 @@ const char* textOf(const std::array<Text, Count>& table, int code) {
 
 }  // namespace
 
-std::string failureText(int code, int errorNumber, const std::string& detail) {
+std::string failureText(const Failure& failure) {
+    // The broker's last word before it hangs up. It may come too early to be logged.
+    if (failure.errorNumber == EPROTO || failure.detail.find(" alert ") != std::string::npos) {
+        return failure.certified
+                   ? "the broker does not take the head's certificate; check its dates and who "
+                     "signed it"
+                   : "the broker asks for the head's certificate; give --mqtt-cert and --mqtt-key";
+    }
     for (const TlsText& row : kTlsFailures) {
-        if (detail.find(row.part) != std::string::npos) {
+        if (failure.detail.find(row.part) != std::string::npos) {
             return row.text;
         }
     }
-    if (code == MOSQ_ERR_TLS) {
-        return "TLS fails: " + detail;
+    if (failure.code == MOSQ_ERR_TLS) {
+        return "TLS fails: " + failure.detail;
     }
-    if (const char* const text = textOf(kFailures, code); text != nullptr) {
+    if (failure.code == MOSQ_ERR_CONN_LOST && failure.connecting) {
+        return "the broker closes the connection at once; if it wants TLS, say mqtts://";
+    }
+    if (const char* const text = textOf(kFailures, failure.code); text != nullptr) {
         return text;
     }
-    return code == MOSQ_ERR_ERRNO ? std::generic_category().message(errorNumber)
-                                  : mosquitto_strerror(code);
+    return failure.code == MOSQ_ERR_ERRNO ? std::generic_category().message(failure.errorNumber)
+                                          : mosquitto_strerror(failure.code);
 }
 
 std::string reasonText(int reason) {

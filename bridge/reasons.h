@@ -5,9 +5,15 @@
 
 namespace bridge {
 
-// A call of libmosquitto failed with `code`, one of its own; `detail` is what it logged last.
-// `errorNumber` is errno's value, for codes that say no more.
-std::string failureText(int code, int errorNumber, const std::string& detail);
+// A call of libmosquitto failed.
+struct Failure {
+    int code;            // libmosquitto's
+    int errorNumber;     // errno, for codes that say no more
+    std::string detail;  // what was logged last
+    bool connecting;     // the broker had not accepted the connection yet
+    bool certified;      // the head has a certificate of its own
+};
+std::string failureText(const Failure& failure);
 
 // The broker refuses the connection, or ends it, with one of MQTT's reason codes.
 std::string reasonText(int reason);

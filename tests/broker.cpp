@@ -18,6 +18,9 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <optional>
+#include <sstream>
 #include <utility>
 
 namespace {
@@ -38,14 +41,19 @@ int freePort() {
     return ntohs(address.sin_port);
 }
 
+}  // namespace
+
+std::string readSource(const std::string& path) {
+    std::ifstream stream(std::string(KESTREL_SOURCE_DIR) + "/" + path);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
 std::string replaced(std::string text, const std::string& word, const std::string& value) {
     for (std::size_t at = 0; (at = text.find(word, at)) != std::string::npos; at += value.size()) {
         text.replace(at, word.size(), value);
     }
     return text;
 }
-
-}  // namespace
 
 Process::Process(const std::vector<std::string>& arguments) {
     std::array<int, 2> input{};
@@ -126,8 +134,9 @@ Broker::Broker(std::string configuration)
     std::string pattern = std::filesystem::temp_directory_path().string() + "/kestrel-mqtt-XXXXXX";
     EXPECT_NE(mkdtemp(pattern.data()), nullptr);
     directory = pattern;
-    if (configuration_.find("listener") == std::string::npos) {
-        configuration_ += "\nlistener @PORT@ 127.0.0.1\nallow_anonymous true\n";
+    if (configuration_.empty()) {
+        configuration_ = replaced(readSource("packaging/mosquitto/bench.conf"), "listener 1883",
+                                  "listener @PORT@");
     }
 }
 
@@ -162,12 +171,9 @@ Client::Client(const Broker& broker, const std::string& subscription, const Acco
         mosquitto_username_pw_set(client_, account.user.c_str(), account.password.c_str());
     }
     if (!account.caFile.empty()) {
-        const bool own = !account.certificateFile.empty();
-        mosquitto_tls_set(client_, account.caFile.c_str(), nullptr,
-                          own ? account.certificateFile.c_str() : nullptr,
-                          own ? account.keyFile.c_str() : nullptr, nullptr);
+        mosquitto_tls_set(client_, account.caFile.c_str(), nullptr, nullptr, nullptr, nullptr);
     }
-    EXPECT_EQ(mosquitto_connect(client_, "127.0.0.1", broker.port, 60), MOSQ_ERR_SUCCESS);
+    EXPECT_EQ(mosquitto_connect(client_, "localhost", broker.port, 60), MOSQ_ERR_SUCCESS);
     EXPECT_EQ(mosquitto_loop_start(client_), MOSQ_ERR_SUCCESS);
     std::unique_lock lock(mutex_);
     const auto patience = std::chrono::milliseconds(kPatience);
@@ -270,6 +276,54 @@ void Client::onMessage(mosquitto*, void* object, const mosquitto_message* messag
                               {static_cast<const char*>(data), size}});
     std::free(data);
     self.changed_.notify_all();
+}
+
+std::vector<std::string> Head::arguments(const Broker& broker,
+                                         const std::vector<std::string>& more) {
+    std::vector<std::string> result = {KESTREL_TWIN_PATH,
+                                       "--clock",
+                                       "real",
+                                       "--speed",
+                                       "10",
+                                       "--trace",
+                                       "--quiet",
+                                       "--state",
+                                       camera.pathOf("/.."),
+                                       "--mqtt",
+                                       "mqtt://127.0.0.1:" + std::to_string(broker.port),
+                                       "--name",
+                                       "cam7"};
+    result.insert(result.end(), more.begin(), more.end());
+    return result;
+}
+
+Head::Head(const Broker& broker, const std::vector<std::string>& more)
+    : process(arguments(broker, more)) {}
+
+std::vector<std::string> Head::ask(const std::string& command) {
+    const std::string end = "= no.such.key absent\n";
+    process.write("get no.such.key\n");
+    const std::size_t begin = process.readTo(end).size();
+    process.write(command + "\nget no.such.key\n");
+    std::istringstream text(process.readTo(end).substr(begin));
+    std::vector<std::string> answers;
+    for (std::string line; std::getline(text, line);) {
+        if (line.starts_with("= ") && line + "\n" != end) {
+            answers.push_back(line.substr(2));
+        }
+    }
+    return answers;
+}
+
+int Head::countOf(const std::string& set) {
+    process.write("quit\n");
+    std::istringstream text(process.finish());
+    int count = 0;
+    for (std::string line; std::getline(text, line);) {
+        const std::optional<Event> event = readEvent(line);
+        count += event && event->line() == "cmd " + set ? 1 : 0;
+    }
+    return count;
 }
 
 std::vector<std::string> keptBelow(const Broker& broker, const std::string& topic) {

@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "session.h"
+
 // A program with its standard streams on pipes. It is killed at the end, if it still runs.
 class Process {
 public:
@@ -39,11 +41,15 @@ private:
     std::size_t found_ = 0;
 };
 
+// A file of the source tree, and a text with every `word` replaced.
+std::string readSource(const std::string& path);
+std::string replaced(std::string text, const std::string& word, const std::string& value);
+
 // A mosquitto with its configuration below a directory of its own.
 class Broker {
 public:
-    // `configuration` without listener lines is open to everybody on a port of its own. With them,
-    // @PORT@ and @DIRECTORY@ stand for port and directory.
+    // In the configuration, the bench's if none is given, @PORT@ and @DIRECTORY@ stand for a free
+    // port and the directory.
     explicit Broker(std::string configuration = "");
     ~Broker();
 
@@ -80,8 +86,6 @@ struct Account {
     std::string user;
     std::string password;
     std::string caFile;
-    std::string certificateFile;
-    std::string keyFile;
 };
 
 // A client of the broker that remembers what it hears.
@@ -120,6 +124,24 @@ private:
     std::vector<Received> received_;
     std::size_t found_ = 0;
     mosquitto* client_ = nullptr;
+};
+
+// A head whose axes stand where they were, with its bus on the broker, ten times faster than real.
+class Head {
+public:
+    // `more` options come after the usual ones and count where both are given.
+    explicit Head(const Broker& broker, const std::vector<std::string>& more = {});
+
+    // What the console answers to the command, line by line, without the leading "= ".
+    std::vector<std::string> ask(const std::string& command);
+    // Ends the run; how often another service has made the set "KEY VALUE".
+    int countOf(const std::string& set);
+
+    const Camera camera{Positions{}};
+    Process process;
+
+private:
+    std::vector<std::string> arguments(const Broker& broker, const std::vector<std::string>& more);
 };
 
 // What an open broker keeps below the topic, as TOPIC PAYLOAD.
