@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <cstdio>
 #include <ctime>
 #include <random>
 #include <thread>
@@ -22,6 +23,9 @@ namespace bridge {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+constexpr const char* kRival =
+    "another head has been online under this name; give each head a --name of its own";
 
 // A connection that holds so long has no rival.
 constexpr std::chrono::seconds kSettled{60};
@@ -44,8 +48,11 @@ void say(const std::string& text) {
     state().program.report(state().broker + ": " + text);
 }
 
-void sayOnline() {
+void sayOnline(bool rival) {
     state().said.clear();
+    if (rival) {
+        say(kRival);
+    }
     say("online as " + state().options.name + ", " + std::to_string(knownKeys()) + " keys");
 }
 
@@ -66,7 +73,7 @@ struct Failures {
     int count(const Ending& ending, Clock::duration held) {
         rival = held >= kSettled ? 0 : rival;
         plain = ending.wasOnline ? 1 : plain + 1;
-        rival += ending.takenOver ? 1 : 0;
+        rival += ending.rival ? 1 : 0;
         return std::max(plain, rival);
     }
 };
@@ -90,6 +97,14 @@ void run() {
         }
     }
     sem_post(&state().ended);
+}
+
+// Sixteen hexadecimal digits that no other run has.
+std::string newRun() {
+    std::random_device random;
+    std::array<char, 17> text{};
+    std::snprintf(text.data(), text.size(), "%08x%08x", random(), random());
+    return text.data();
 }
 
 // Hears every set of the forwarded families and then reads what was there before.
@@ -126,7 +141,7 @@ std::string startBridge(const Options& options, const Program& program) {
     useTopics(options);
     useWakeUp(wake);
     keepOn(topicOf("state"), "offline");
-    keepOn(topicOf("info"), infoText(program.name, program.version, program.kind));
+    keepOn(topicOf("info"), infoText(program.name, program.version, program.kind, newRun()));
     if (std::string problem = takeOverBus(program.bus); !problem.empty()) {
         return problem;
     }

@@ -56,7 +56,7 @@ struct Unconfirmed {
 struct Link {
     mosquitto* client = nullptr;
     const Bus* bus = nullptr;
-    void (*online)() = nullptr;
+    void (*online)(bool rival) = nullptr;
     Phase phase = Phase::connecting;
     Clock::time_point deadline;
     int grantsAwaited = 0;
@@ -69,6 +69,8 @@ struct Link {
     Ending ending;
 };
 
+// The head has been online since the program started.
+bool gSeen = false;
 std::atomic<bool> gAwake{false};
 std::atomic<bool> gEndRequested{false};
 
@@ -150,7 +152,7 @@ void onConnect(mosquitto*, void* object, int reason, int, const mosquitto_proper
 void onDisconnect(mosquitto*, void* object, int reason, const mosquitto_property*) {
     Link& link = *static_cast<Link*>(object);
     if (reason >= MQTT_RC_UNSPECIFIED) {
-        link.ending.takenOver = reason == MQTT_RC_SESSION_TAKEN_OVER;
+        link.ending.rival = reason == MQTT_RC_SESSION_TAKEN_OVER;
         end(link, reasonText(reason));
     }
 }
@@ -189,7 +191,8 @@ void onConfirmed(mosquitto*, void* object, int id, int reason, const mosquitto_p
         endState();
         link.phase = Phase::online;
         link.ending.wasOnline = true;
-        link.online();
+        gSeen = true;
+        link.online(link.ending.rival);
     } else if (link.phase == Phase::leaving) {
         link.phase = Phase::gone;
     }
@@ -197,11 +200,17 @@ void onConfirmed(mosquitto*, void* object, int id, int reason, const mosquitto_p
 
 void onMessage(mosquitto*, void* object, const mosquitto_message* message,
                const mosquitto_property* properties) {
+    Link& link = *static_cast<Link*>(object);
     Incoming incoming;
     incoming.topic = message->topic;
     incoming.payload = {static_cast<const char*>(message->payload),
                         static_cast<std::size_t>(message->payloadlen)};
     incoming.retained = message->retain;
+    // Not every broker says why it closes a connection: another head has told of itself meanwhile.
+    if (gSeen && link.phase < Phase::online && incoming.topic == topicOf("info") &&
+        !incoming.payload.empty() && incoming.payload != keptOn(incoming.topic)) {
+        link.ending.rival = true;
+    }
     char* topic = nullptr;
     if (mosquitto_property_read_string(properties, MQTT_PROP_RESPONSE_TOPIC, &topic, false) !=
         nullptr) {
@@ -215,7 +224,7 @@ void onMessage(mosquitto*, void* object, const mosquitto_message* message,
         incoming.correlation.assign(static_cast<const char*>(data), size);
         std::free(data);
     }
-    takeIncoming(incoming, *static_cast<Link*>(object)->bus);
+    takeIncoming(incoming, *link.bus);
 }
 
 void onLog(mosquitto*, void* object, int level, const char* text) {
@@ -359,7 +368,7 @@ void pass(Link& link) {
 
 }  // namespace
 
-Ending serveConnection(const Options& options, const Bus& bus, void (*online)()) {
+Ending serveConnection(const Options& options, const Bus& bus, void (*online)(bool rival)) {
     Link link;
     link.bus = &bus;
     link.online = online;

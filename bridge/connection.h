@@ -11,14 +11,14 @@ namespace bridge {
 // How a connection ended.
 struct Ending {
     bool wasOnline = false;  // the head was told to be there, with its whole state
-    bool takenOver = false;  // by another client of the same name
+    bool rival = false;      // another head has the same name
     std::string reason;      // empty after an end that was asked for
 };
 
 // Connects, and stays connected as long as possible: publishes what waits in outgoing.h, takes what
 // comes in. Returns at the end of the connection, or if there was none. `online` is called when the
-// head is there.
-Ending serveConnection(const Options& options, const Bus& bus, void (*online)());
+// head is there; `rival` tells that another head has used the name since this one was last there.
+Ending serveConnection(const Options& options, const Bus& bus, void (*online)(bool rival));
 
 // Something waits to be sent, or requestEnd was called. Any thread; does not block.
 void wake();

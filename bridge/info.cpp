@@ -13,11 +13,13 @@ void addMember(std::string& text, const char* name, const char* value) {
 
 }  // namespace
 
-std::string infoText(const char* program, const char* version, const char* kind) {
+std::string infoText(const char* program, const char* version, const char* kind,
+                     const std::string& run) {
     std::string text = "{";
     addMember(text, "program", program);
     addMember(text, "version", version);
     addMember(text, "kind", kind);
+    addMember(text, "run", run.c_str());
     return text.append("\"families\":[\"").append(familyList("\",\"")).append("\"]}");
 }
 

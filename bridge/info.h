@@ -5,7 +5,9 @@
 
 namespace bridge {
 
-// One JSON object: program, version, kind (camera or twin), the families that are forwarded.
-std::string infoText(const char* program, const char* version, const char* kind);
+// One JSON object: program, version, kind (camera or twin), a mark of this very run, the families
+// that are forwarded.
+std::string infoText(const char* program, const char* version, const char* kind,
+                     const std::string& run);
 
 }  // namespace bridge

@@ -95,9 +95,11 @@ void Process::signal(int number) const {
     kill(child_, number);
 }
 
-bool Process::readMore() {
+bool Process::readMore(std::chrono::steady_clock::time_point deadline) {
+    const auto rest =
+        std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
     pollfd source = {output_, POLLIN, 0};
-    if (poll(&source, 1, kPatience) <= 0) {
+    if (rest.count() <= 0 || poll(&source, 1, static_cast<int>(rest.count())) <= 0) {
         ADD_FAILURE() << "nothing more comes after:\n" << text_;
         return false;
     }
@@ -108,9 +110,10 @@ bool Process::readMore() {
 }
 
 std::string Process::readTo(const std::string& text) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kPatience);
     std::size_t at = 0;
     while ((at = text_.find(text, found_)) == std::string::npos) {
-        if (!readMore()) {
+        if (!readMore(deadline)) {
             ADD_FAILURE() << "'" << text << "' does not come after:\n" << text_;
             return text_;
         }
@@ -121,7 +124,8 @@ std::string Process::readTo(const std::string& text) {
 
 std::string Process::finish() {
     close(std::exchange(input_, -1));
-    while (readMore()) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kPatience);
+    while (readMore(deadline)) {
     }
     int result = 0;
     waitpid(std::exchange(child_, 0), &result, 0);

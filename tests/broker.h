@@ -5,6 +5,7 @@
 #include <mosquitto.h>
 
 #include <sys/types.h>
+#include <chrono>
 #include <condition_variable>
 #include <map>
 #include <mutex>
@@ -32,7 +33,7 @@ public:
     int status = -1;
 
 private:
-    bool readMore();
+    bool readMore(std::chrono::steady_clock::time_point deadline);
 
     pid_t child_ = 0;
     int input_ = -1;

@@ -167,6 +167,18 @@ TEST(MqttRealClock, ABrokerThatDiesIsFoundAgainWithTheWholeStateAndNothingCarrie
     EXPECT_EQ(head.countOf("lens.camN.zoom r:100"), 0);
 }
 
+TEST(MqttRealClock, TwoHeadsWithOneNameAreToldSo) {
+    Broker broker;
+    broker.start();
+    Head first(broker);
+    first.process.readTo(": online as cam7");
+    Head second(broker);
+    for (Head* const head : {&first, &second}) {
+        head->process.readTo(
+            "another head has been online under this name; give each head a --name of its own");
+    }
+}
+
 TEST(MqttOptions, AWrongOneIsOneLineAndStatusTwo) {
     const std::string broker = "--mqtt mqtt://localhost ";
     const std::string url = "', accepted: mqtt://HOST[:PORT] or mqtts://HOST[:PORT]";
