@@ -112,12 +112,14 @@ protected:
         }
     }
 
-    // Sets that are all delivered and, where they are commands, taken, when this returns: the
-    // rotate command comes last in the queue and is taken after those of pan and tilt.
+    // Sets that are all delivered and, where they are commands, taken, when this returns: a rotate
+    // command comes last in the queue, and the one after it is taken in a pass of its own, in which
+    // the commands of pan and tilt are looked for before it.
     static void drain() {
-        constexpr int kRotate = 777;
-        twin::setFromOutside("lens.camN.rotate", "a:" + std::to_string(kRotate));
-        until([] { return giNewRotat == kRotate; });
+        for (const int rotate : {777, 778}) {
+            twin::setFromOutside("lens.camN.rotate", "a:" + std::to_string(rotate));
+            until([rotate] { return giNewRotat == rotate; });
+        }
     }
 
     template <typename Body>
