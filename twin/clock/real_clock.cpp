@@ -31,6 +31,7 @@ struct Pace {
     Wall::time_point wall;
     double run = 0.0;  // microseconds
     double speed = 1.0;
+    const Pace* former = nullptr;  // kept: somebody may be reading it
 
     double runAt(Wall::time_point moment) const {
         const std::chrono::duration<double, std::micro> passed = moment - wall;
@@ -38,7 +39,6 @@ struct Pace {
     }
 };
 
-// Former paces are kept: somebody may be reading them.
 std::atomic<const Pace*> gPace{nullptr};
 
 const Pace& pace() {
@@ -47,7 +47,7 @@ const Pace& pace() {
         return *present;
     }
     // Nobody has chosen a speed: the run begins now.
-    static const Pace first{Wall::now(), 0.0, 1.0};
+    static const Pace first{Wall::now(), 0.0, 1.0, nullptr};
     return first;
 }
 
@@ -100,9 +100,9 @@ EventQueue& eventQueue() {
 
 void setSpeed(double speed) {
     const Wall::time_point moment = Wall::now();
-    const bool first = gPace.load() == nullptr;
-    gPace = new Pace{moment, first ? 0.0 : pace().runAt(moment), speed};
-    if (first) {
+    const Pace* const former = gPace;
+    gPace = new Pace{moment, former == nullptr ? 0.0 : former->runAt(moment), speed, former};
+    if (former == nullptr) {
         return;
     }
     {
