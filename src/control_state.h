@@ -120,7 +120,7 @@ enum MoveState : std::int32_t {
 };
 extern constinit SharedInt iPanMove, iTiltMove, iRotateMove, iZoomMove, iFocusMove, iIrisMove;
 
-// 1 from a rotate word that makes the home marker void until its move starts. Raised by the main
+// 1 from a rotate word that makes the home marker void until it is carried out. Raised by the main
 // thread, taken back by the lens loop.
 extern constinit SharedInt giManualRotate;
 

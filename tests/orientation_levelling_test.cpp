@@ -117,6 +117,10 @@ TEST(OrientationLevelling, TheHomeMarkerLeadsToLevellingAtTheNextBoot) {
                    "\nrun 5\nset lens.camN.rotate stop\nrun 5\n");
         EXPECT_FALSE(camera.read(kHomeFile)) << "after " << word << " that waited";
     }
+    camera.run(
+        "run 3\nset lens.camN.rotate r:0\nrun 0.1\nset lens.camN.rotate auto\nrun 9\n"
+        "set demo.ptz.action r50\nrun 1\n");
+    EXPECT_EQ(camera.read(kHomeFile), "") << "no word's move, whatever word led nowhere before";
     // Without a sensor, only a rotate mode leads to the request, which is then dropped.
     camera.fault("sensor-absent");
     camera.write(kHomeFile, "");

@@ -27,7 +27,7 @@ void setHomeFile();
 void clearHomeFile();
 
 // A rotate word makes the home marker void: it goes when the word comes (main thread) and, if a run
-// that the word waited for has made it anew, when the word's move starts (lens thread).
+// that the word waited for has made it anew, when the lens loop carries the word out (lens thread).
 void beginManualRotate();
 void startManualRotate();
 

@@ -65,10 +65,12 @@ void startIris() {
 
 void startRotate(LensLoopState& state) {
     std::int32_t target = 0;
-    if (!hasToMove(Axis::rotate, target)) {
+    const bool moves = hasToMove(Axis::rotate, target);
+    // Also for a word that leads nowhere, or the next home marker would be void.
+    startManualRotate();
+    if (!moves) {
         return;
     }
-    startManualRotate();
     setMotorPower(1);
     iRotateMove = kMoveAbsolute;
     std::printf("2.iRotateMove=%d %d %d \n", kMoveAbsolute, axisPosition(Axis::rotate), target);
