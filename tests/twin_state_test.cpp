@@ -211,7 +211,7 @@ TEST(TwinState, AClosedTerminalAndAGoneReaderLeaveASavedCamera) {
                 kill(run.child, SIGHUP);
             } else {
                 run.stopReading();
-                run.type("get x\n");
+                run.type("get x\nquit\n");  // however soon the run would end by itself
             }
             EXPECT_EQ(run.end(), 128 + signal);
             EXPECT_FALSE(std::filesystem::exists(camera.pathOf("/../running")));

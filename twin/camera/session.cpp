@@ -6,6 +6,7 @@
 
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <mutex>
@@ -152,6 +153,16 @@ void checkForLeaks() {
 #endif
 }
 
+// What becomes of the status where output was lost. The signal of a reader that has gone may still
+// be on its way.
+int statusOfOutput(int status) {
+    const int error = outputError();
+    if (error == EPIPE) {
+        return 128 + SIGPIPE;
+    }
+    return error != 0 && status == 0 ? 1 : status;
+}
+
 }  // namespace
 
 void endRun(int status) {
@@ -162,9 +173,7 @@ void endRun(int status) {
         status = status == 0 ? 1 : status;
     }
     closeOutput(true);
-    if (outputLost() && status == 0) {
-        status = 1;
-    }
+    status = statusOfOutput(status);
     removeTemporaryState();
     if (gAtEnd != nullptr) {
         gAtEnd();

@@ -40,8 +40,9 @@ void closeOutput(bool patient);
 // For how long printing has waited in all, up to now, for whoever reads the output. Any thread.
 std::chrono::nanoseconds outputHeldUp();
 
-// Whether output was lost because it could not be written; a line on standard error has said why.
-bool outputLost();
+// 0, or why output was lost that could not be written (an errno): a line on standard error has said
+// so, but of a reader that has gone (EPIPE).
+int outputError();
 
 // While a line is edited at the terminal: what is printed is kept, and `arrivals`, an eventfd,
 // becomes readable when something has come. The console's thread only, as are the next two.

@@ -23,8 +23,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 int gDescriptor = -1;
-int gArrivals = -1;  // not negative while output is kept
-std::atomic<bool> gLost{false};
+int gArrivals = -1;          // not negative while output is kept
+std::atomic<int> gError{0};  // what was wrong when the first text was lost
 
 // How long writing has taken in all, and when a writing that still goes on began, in nanoseconds.
 std::atomic<std::int64_t> gWaited{0};
@@ -42,14 +42,14 @@ std::int64_t wallTime() {
 // The first failure is told; what is printed later is lost, too, and the run goes on. A reader that
 // has gone is told by a signal.
 void lose(int error) {
-    if (!gLost.exchange(true) && error != EPIPE) {
+    if (int none = 0; gError.compare_exchange_strong(none, error) && error != EPIPE) {
         std::fprintf(stderr, "kestrel-twin: standard output: %s\n", std::strerror(error));
     }
 }
 
 void writeAll(std::string_view text) {
     gSince = wallTime();
-    while (!text.empty() && !gLost) {
+    while (!text.empty() && gError == 0) {
         const ssize_t count = write(gDescriptor, text.data(), text.size());
         if (count > 0) {
             text.remove_prefix(static_cast<std::size_t>(count));
@@ -105,8 +105,8 @@ std::chrono::nanoseconds outputHeldUp() {
     return std::chrono::nanoseconds(waited + (since == 0 ? 0 : wallTime() - since));
 }
 
-bool outputLost() {
-    return gLost;
+int outputError() {
+    return gError;
 }
 
 }  // namespace twin

@@ -1,5 +1,5 @@
-// The way of the output to the operating system. All but outputHeldUp and outputLost (output.h) are
-// called with the output's lock held.
+// The way of the output to the operating system. All but outputHeldUp and outputError (output.h)
+// are called with the output's lock held.
 #pragma once
 
 #include <cstdio>
