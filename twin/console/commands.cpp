@@ -352,6 +352,7 @@ bool execute(const std::string& line, const Answers& answers) {
 
 std::vector<std::string> commandNames() {
     std::vector<std::string> names;
+    names.reserve(kCommands.size());
     for (const Command& row : kCommands) {
         names.emplace_back(row.name);
     }

@@ -62,6 +62,7 @@ std::vector<std::string> wordsOf(const std::string& key) {
 
 std::vector<std::string> keysWithWords() {
     std::vector<std::string> keys;
+    keys.reserve(kRows.size());
     for (const Row& row : kRows) {
         keys.emplace_back(row.key);
     }
