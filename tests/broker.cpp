@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <mqtt_protocol.h>
 #include <netinet/in.h>
-#include <poll.h>
 #include <spawn.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -25,7 +24,7 @@
 
 namespace {
 
-constexpr int kPatience = 30'000;  // milliseconds
+constexpr std::chrono::seconds kPatience{30};
 
 // A loopback port that nobody has at the moment.
 int freePort() {
@@ -76,15 +75,17 @@ Process::Process(const std::vector<std::string>& arguments) {
     close(output[1]);
     input_ = input[1];
     output_ = output[0];
+    reader_ = std::thread([this] { readAll(); });
 }
 
 Process::~Process() {
     close(input_);
-    close(output_);
     if (child_ != 0) {
         kill(child_, SIGKILL);
         waitpid(child_, nullptr, 0);
     }
+    reader_.join();
+    close(output_);
 }
 
 void Process::write(const std::string& text) const {
@@ -95,28 +96,27 @@ void Process::signal(int number) const {
     kill(child_, number);
 }
 
-bool Process::readMore(std::chrono::steady_clock::time_point deadline) {
-    const auto rest =
-        std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-    pollfd source = {output_, POLLIN, 0};
-    if (rest.count() <= 0 || poll(&source, 1, static_cast<int>(rest.count())) <= 0) {
-        ADD_FAILURE() << "nothing more comes after:\n" << text_;
-        return false;
-    }
+void Process::readAll() {
     std::array<char, 4096> part{};
-    const ssize_t count = read(output_, part.data(), part.size());
-    text_.append(part.data(), static_cast<std::size_t>(count > 0 ? count : 0));
-    return count > 0;
+    for (ssize_t count = 1; count > 0;) {
+        count = read(output_, part.data(), part.size());
+        const std::lock_guard lock(mutex_);
+        text_.append(part.data(), static_cast<std::size_t>(count > 0 ? count : 0));
+        atEnd_ = count <= 0;
+        changed_.notify_all();
+    }
 }
 
 std::string Process::readTo(const std::string& text) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kPatience);
-    std::size_t at = 0;
-    while ((at = text_.find(text, found_)) == std::string::npos) {
-        if (!readMore(deadline)) {
-            ADD_FAILURE() << "'" << text << "' does not come after:\n" << text_;
-            return text_;
-        }
+    std::unique_lock lock(mutex_);
+    std::size_t at = std::string::npos;
+    const bool found = changed_.wait_for(lock, kPatience, [&] {
+        at = text_.find(text, found_);
+        return at != std::string::npos || atEnd_;
+    });
+    if (!found || at == std::string::npos) {
+        ADD_FAILURE() << "'" << text << "' does not come after:\n" << text_;
+        return text_;
     }
     found_ = at + text.size();
     return text_.substr(0, found_);
@@ -124,8 +124,10 @@ std::string Process::readTo(const std::string& text) {
 
 std::string Process::finish() {
     close(std::exchange(input_, -1));
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kPatience);
-    while (readMore(deadline)) {
+    std::unique_lock lock(mutex_);
+    EXPECT_TRUE(changed_.wait_for(lock, kPatience, [this] { return atEnd_; })) << text_;
+    if (!atEnd_) {
+        kill(child_, SIGKILL);
     }
     int result = 0;
     waitpid(std::exchange(child_, 0), &result, 0);
@@ -167,6 +169,7 @@ Client::Client(const Broker& broker, const std::string& subscription, const Acco
     : client_(mosquitto_new(nullptr, true, this)) {
     mosquitto_int_option(client_, MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V5);
     mosquitto_int_option(client_, MOSQ_OPT_TCP_NODELAY, 1);
+    mosquitto_int_option(client_, MOSQ_OPT_RECEIVE_MAXIMUM, 65'535);
     mosquitto_connect_v5_callback_set(client_, onConnect);
     mosquitto_subscribe_v5_callback_set(client_, onSubscribe);
     mosquitto_publish_v5_callback_set(client_, onPublish);
@@ -180,15 +183,14 @@ Client::Client(const Broker& broker, const std::string& subscription, const Acco
     EXPECT_EQ(mosquitto_connect(client_, "localhost", broker.port, 60), MOSQ_ERR_SUCCESS);
     EXPECT_EQ(mosquitto_loop_start(client_), MOSQ_ERR_SUCCESS);
     std::unique_lock lock(mutex_);
-    const auto patience = std::chrono::milliseconds(kPatience);
-    EXPECT_TRUE(changed_.wait_for(lock, patience, [this] { return subscribed_; }));
+    EXPECT_TRUE(changed_.wait_for(lock, kPatience, [this] { return subscribed_; }));
     subscribed_ = false;
     lock.unlock();
     EXPECT_EQ(mosquitto_subscribe_v5(client_, nullptr, subscription.c_str(), 2,
                                      MQTT_SUB_OPT_RETAIN_AS_PUBLISHED, nullptr),
               MOSQ_ERR_SUCCESS);
     lock.lock();
-    EXPECT_TRUE(changed_.wait_for(lock, patience, [this] { return subscribed_; }));
+    EXPECT_TRUE(changed_.wait_for(lock, kPatience, [this] { return subscribed_; }));
 }
 
 Client::~Client() {
@@ -216,10 +218,22 @@ int Client::publish(const std::string& topic, const std::string& payload, const 
               MOSQ_ERR_SUCCESS);
     mosquitto_property_free_all(&properties);
     std::unique_lock lock(mutex_);
-    EXPECT_TRUE(changed_.wait_for(lock, std::chrono::milliseconds(kPatience), [&] {
-        return published_.contains(id);
-    })) << topic;
+    EXPECT_TRUE(changed_.wait_for(lock, kPatience, [&] { return published_.contains(id); }))
+        << topic;
     return published_[id];
+}
+
+void Client::flood(const std::string& topic, int count) {
+    int id = 0;
+    for (int i = 1; i <= count; ++i) {
+        const std::string number = std::to_string(i);
+        EXPECT_EQ(mosquitto_publish(client_, &id, topic.c_str(), static_cast<int>(number.size()),
+                                    number.data(), 2, false),
+                  MOSQ_ERR_SUCCESS);
+    }
+    std::unique_lock lock(mutex_);
+    EXPECT_TRUE(changed_.wait_for(lock, kPatience, [&] { return published_.contains(id); }))
+        << published_.size() << " of " << count;
 }
 
 std::vector<std::string> Client::readTo(const std::string& line) {
@@ -232,7 +246,7 @@ std::vector<std::string> Client::readTo(const std::string& line) {
         return at < received_.size();
     };
     std::vector<std::string> lines;
-    const bool good = changed_.wait_for(lock, std::chrono::milliseconds(kPatience), come);
+    const bool good = changed_.wait_for(lock, kPatience, come);
     for (std::size_t i = found_; i < std::min(at + 1, received_.size()); ++i) {
         lines.push_back(received_[i].line());
     }
@@ -319,15 +333,17 @@ std::vector<std::string> Head::ask(const std::string& command) {
     return answers;
 }
 
-int Head::countOf(const std::string& set) {
+std::vector<std::string> Head::setsOf(const std::string& key) {
     process.write("quit\n");
     std::istringstream text(process.finish());
-    int count = 0;
+    std::vector<std::string> values;
     for (std::string line; std::getline(text, line);) {
         const std::optional<Event> event = readEvent(line);
-        count += event && event->line() == "cmd " + set ? 1 : 0;
+        if (event && event->line().starts_with("cmd " + key + " ")) {
+            values.push_back(event->text.substr(key.size() + 1));
+        }
     }
-    return count;
+    return values;
 }
 
 std::vector<std::string> keptBelow(const Broker& broker, const std::string& topic) {

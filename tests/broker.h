@@ -5,11 +5,11 @@
 #include <mosquitto.h>
 
 #include <sys/types.h>
-#include <chrono>
 #include <condition_variable>
 #include <map>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "session.h"
@@ -33,12 +33,17 @@ public:
     int status = -1;
 
 private:
-    bool readMore(std::chrono::steady_clock::time_point deadline);
+    void readAll();
 
     pid_t child_ = 0;
     int input_ = -1;
     int output_ = -1;
+    // The reader takes everything at once: a program whose output nobody reads would stand still.
+    std::thread reader_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
     std::string text_;
+    bool atEnd_ = false;
     std::size_t found_ = 0;
 };
 
@@ -106,6 +111,9 @@ public:
     // Publishes with QoS 2 and waits until the broker has it; the broker's reason code.
     int publish(const std::string& topic, const std::string& payload);
     int publish(const std::string& topic, const std::string& payload, const Set& set);
+    // Publishes the numbers from 1 to `count` at once, with QoS 2, and waits until the broker has
+    // all.
+    void flood(const std::string& topic, int count);
     // Waits until `line` has come since what the last call found, and returns what came up to it.
     std::vector<std::string> readTo(const std::string& line);
     std::vector<Received> received();
@@ -135,8 +143,8 @@ public:
 
     // What the console answers to the command, line by line, without the leading "= ".
     std::vector<std::string> ask(const std::string& command);
-    // Ends the run; how often another service has made the set "KEY VALUE".
-    int countOf(const std::string& set);
+    // Ends the run; the values that other services have set the key to, in their order.
+    std::vector<std::string> setsOf(const std::string& key);
 
     const Camera camera{Positions{}};
     Process process;
