@@ -71,9 +71,16 @@ const char* textOf(const std::array<Text, Count>& table, int code) {
     return nullptr;
 }
 
+// A broker that has gone is noticed where something is read or where something is written.
+int codeOf(const Failure& failure) {
+    const bool gone = failure.errorNumber == EPIPE || failure.errorNumber == ECONNRESET;
+    return failure.code == MOSQ_ERR_ERRNO && gone ? MOSQ_ERR_CONN_LOST : failure.code;
+}
+
 }  // namespace
 
 std::string failureText(const Failure& failure) {
+    const int code = codeOf(failure);
     // The broker's last word before it hangs up. It may come too early to be logged.
     if (failure.errorNumber == EPROTO || failure.detail.find(" alert ") != std::string::npos) {
         return failure.certified
@@ -86,17 +93,17 @@ std::string failureText(const Failure& failure) {
             return row.text;
         }
     }
-    if (failure.code == MOSQ_ERR_TLS) {
+    if (code == MOSQ_ERR_TLS) {
         return "TLS fails: " + failure.detail;
     }
-    if (failure.code == MOSQ_ERR_CONN_LOST && failure.connecting) {
+    if (code == MOSQ_ERR_CONN_LOST && failure.connecting) {
         return "the broker closes the connection at once; if it wants TLS, say mqtts://";
     }
-    if (const char* const text = textOf(kFailures, failure.code); text != nullptr) {
+    if (const char* const text = textOf(kFailures, code); text != nullptr) {
         return text;
     }
-    return failure.code == MOSQ_ERR_ERRNO ? std::generic_category().message(failure.errorNumber)
-                                          : mosquitto_strerror(failure.code);
+    return code == MOSQ_ERR_ERRNO ? std::generic_category().message(failure.errorNumber)
+                                          : mosquitto_strerror(code);
 }
 
 std::string reasonText(int reason) {
