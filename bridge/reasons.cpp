@@ -103,7 +103,7 @@ std::string failureText(const Failure& failure) {
         return text;
     }
     return code == MOSQ_ERR_ERRNO ? std::generic_category().message(failure.errorNumber)
-                                          : mosquitto_strerror(code);
+                                  : mosquitto_strerror(code);
 }
 
 std::string reasonText(int reason) {

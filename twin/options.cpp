@@ -144,6 +144,7 @@ struct Known {
 // The twin's own options, and the bridge's behind them.
 std::vector<Known> knownOptions() {
     std::vector<Known> known;
+    known.reserve(kOptions.size() + bridge::optionRows().size());
     for (const OptionRow& row : kOptions) {
         known.push_back({row.name, usageOf(row), row.help, row.value != nullptr});
     }
@@ -224,6 +225,7 @@ CommandLine finish(Given& given) {
 CommandLine readCommandLine(int argc, char** argv) {
     const std::vector<Known> known = knownOptions();
     std::vector<option> table;
+    table.reserve(known.size() + 1);
     for (const Known& each : known) {
         table.push_back(
             {each.name.c_str(), each.hasValue ? 1 : 0, nullptr, static_cast<int>(table.size())});

@@ -185,7 +185,7 @@ std::string commonBeginning(const std::vector<std::string>& words) {
 
 // Below the line that is edited, in columns; the line is drawn anew below them.
 void listWords(const std::vector<std::string>& words) {
-    std::size_t width = 0;
+    std::size_t width = 1;
     for (const std::string& word : words) {
         width = std::max(width, word.size() + 2);
     }

@@ -1,7 +1,6 @@
 #include "twin/page/events.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace twin {
 
@@ -51,7 +50,7 @@ std::size_t readEvents(EventQueue& queue, char* buffer, std::size_t most) {
         refill(queue);
     }
     const std::size_t count = std::min(most, queue.text.size() - queue.read);
-    std::memcpy(buffer, queue.text.data() + queue.read, count);
+    std::copy_n(queue.text.data() + queue.read, count, buffer);
     queue.read += count;
     return count;
 }

@@ -103,7 +103,7 @@ void failLine(Question& question, const std::string& error) {
     addAnswer(question, "= error " + error);
 }
 
-void finish(std::deque<Question>::iterator position) {
+void finish(const std::deque<Question>::iterator& position) {
     Question question = std::move(*position);
     gQuestions.erase(position);
     if (question.done) {
