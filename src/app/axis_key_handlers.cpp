@@ -45,9 +45,13 @@ void takeStatus(const KeyRow& row, const char* value) {
 void takeStatusOrCommand(const KeyRow& row, const char* key, const char* value) {
     if (isStatusKey(row.axis, key)) {
         takeStatus(row, value);
-    } else if (row.mailbox != nullptr) {
+        return;
+    }
+    // An axis has one of the two.
+    if (row.mailbox != nullptr) {
         postCommand(*row.mailbox, value);
-    } else {
+    }
+    if (row.buffer != nullptr) {
         overwriteCommand(*row.buffer, value);
     }
 }
