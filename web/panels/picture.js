@@ -24,8 +24,8 @@ import {combine, dot, normalized, radians} from '../shared/vector.js';
 /** @typedef {import('../shared/vector.js').Vector} Vector */
 
 const canvas = element('canvas', {class: 'sensor', 'aria-hidden': 'true'});
-const frame = element('div', {class: 'frame'}, canvas);
 const believed = element('div', {class: 'believed', hidden: true}, element('span', {}, 'daemon'));
+const frame = element('div', {class: 'frame'}, canvas, believed);
 const cross = element('div', {class: 'cross', 'aria-hidden': 'true'});
 const off = element('p', {class: 'off', hidden: true}, 'The camera is off');
 const readings = element('dl', {class: 'readings'});
@@ -39,7 +39,7 @@ const stage = element(
         role: 'group',
         'aria-describedby': 'picture-help',
     },
-    frame, believed, cross, focusHint, off);
+    frame, cross, focusHint, off);
 const help = element('p', {id: 'picture-help', class: 'help'}, 'Click to centre there');
 
 /** @type {Record<string, HTMLElement>} */
@@ -130,8 +130,9 @@ function showBelieved(view, across) {
     const inside = place !== null && Math.abs(place[0]) < 1 && Math.abs(place[1]) < 1;
     believed.hidden = !inside;
     if (place !== null && inside) {
-        believed.style.left = `${stage.clientWidth / 2 + (place[0] * frame.clientWidth) / 2}px`;
-        believed.style.top = `${stage.clientHeight / 2 - (place[1] * frame.clientHeight) / 2}px`;
+        believed.style.left = `${50 * (1 + place[0])}%`;
+        believed.style.top = `${50 * (1 - place[1])}%`;
+        believed.classList.toggle('on-the-right', place[0] > 0);
     }
 }
 
