@@ -17,6 +17,7 @@
 #include "bridge/info.h"
 #include "bridge/outgoing.h"
 #include "bridge/topics.h"
+#include "bridge/transport.h"
 
 namespace bridge {
 

@@ -2,17 +2,13 @@
 
 #include <mosquitto.h>
 #include <mqtt_protocol.h>
-#include <poll.h>
-#include <sys/eventfd.h>
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <deque>
-#include <fstream>
 #include <iterator>
 #include <optional>
 #include <utility>
@@ -22,6 +18,7 @@
 #include "bridge/outgoing.h"
 #include "bridge/reasons.h"
 #include "bridge/topics.h"
+#include "bridge/transport.h"
 
 namespace bridge {
 
@@ -29,17 +26,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int kKeepAlive = 10;  // seconds
 // How long the broker may take to accept the connection, and an end in good order may take.
 constexpr std::chrono::seconds kPatience{10};
 constexpr std::chrono::seconds kFarewell{1};
-// The most messages that the broker has not confirmed yet.
-constexpr int kMostUnconfirmed = 100;
-// libmosquitto ends a connection whose broker sends one message more ahead than it has been told,
-// and counts otherwise than brokers do. So it is told the most; the broker keeps a limit of its
-// own.
-constexpr int kMostAhead = 65'535;
-constexpr int kLargestPacket = 1 << 20;  // bytes; the broker keeps larger ones to itself
 
 enum class Phase {
     connecting,   // until the broker has accepted
@@ -75,13 +64,6 @@ struct Link {
 
 // The head has been online since the program started.
 bool gSeen = false;
-std::atomic<bool> gAwake{false};
-std::atomic<bool> gEndRequested{false};
-
-int wakeDescriptor() {
-    static const int descriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    return descriptor;
-}
 
 void end(Link& link, const std::string& reason) {
     if (!std::exchange(link.ended, true)) {
@@ -237,54 +219,9 @@ void onLog(mosquitto*, void* object, int level, const char* text) {
     }
 }
 
-// A key with a pass phrase must not stop the program to ask for it.
-int noPassPhrase(char*, int, int, void*) {
-    return 0;
-}
-
-// The first line of the file; none, with the reason, if there is none.
-std::optional<std::string> readPassword(const std::string& file, std::string& problem) {
-    std::string password;
-    if (!std::getline(std::ifstream(file), password) || password.empty()) {
-        problem = "no password in " + file + "; check --mqtt-password-file";
-        return std::nullopt;
-    }
-    return password;
-}
-
-const char* orNull(const std::string& text) {
-    return text.empty() ? nullptr : text.c_str();
-}
-
-void useCredentials(Link& link, const Options& options) {
-    if (!options.user.empty()) {
-        std::string problem;
-        std::optional<std::string> password = "";
-        if (!options.passwordFile.empty()) {
-            password = readPassword(options.passwordFile, problem);
-        }
-        if (!password) {
-            end(link, problem);
-            return;
-        }
-        judge(link,
-              mosquitto_username_pw_set(link.client, options.user.c_str(), orNull(*password)));
-    }
-    if (options.tls) {
-        const bool named = !options.caFile.empty();
-        judge(link, mosquitto_tls_set(
-                        link.client, orNull(options.caFile), named ? nullptr : "/etc/ssl/certs",
-                        orNull(options.certificateFile), orNull(options.keyFile), noPassPhrase));
-    }
-}
-
 // Gives the client everything but the connection.
 void prepare(Link& link, const Options& options) {
     mosquitto* const client = link.client;
-    mosquitto_int_option(client, MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V5);
-    mosquitto_int_option(client, MOSQ_OPT_TCP_NODELAY, 1);
-    mosquitto_int_option(client, MOSQ_OPT_RECEIVE_MAXIMUM, kMostAhead);
-    mosquitto_int_option(client, MOSQ_OPT_SEND_MAXIMUM, kMostUnconfirmed);
     mosquitto_connect_v5_callback_set(client, onConnect);
     mosquitto_disconnect_v5_callback_set(client, onDisconnect);
     mosquitto_subscribe_v5_callback_set(client, onSubscribe);
@@ -294,18 +231,16 @@ void prepare(Link& link, const Options& options) {
     constexpr std::string_view kWill = "offline";
     judge(link, mosquitto_will_set_v5(client, topicOf("state").c_str(), kWill.size(), kWill.data(),
                                       1, true, nullptr));
-    useCredentials(link, options);
+    std::string problem;
+    judge(link, prepareClient(client, options, problem));
+    if (!problem.empty()) {
+        end(link, problem);
+    }
 }
 
 void connect(Link& link, const Options& options) {
-    mosquitto_property* properties = nullptr;
-    mosquitto_property_add_int32(&properties, MQTT_PROP_MAXIMUM_PACKET_SIZE, kLargestPacket);
-    mosquitto_property_add_int16(&properties, MQTT_PROP_RECEIVE_MAXIMUM, kMostAhead);
     link.deadline = Clock::now() + kPatience;
-    errno = 0;
-    judge(link, mosquitto_connect_bind_v5(link.client, options.host.c_str(), options.port,
-                                          kKeepAlive, nullptr, properties));
-    mosquitto_property_free_all(&properties);
+    judge(link, connectClient(link.client, options));
 }
 
 // Sends what waits, as far as the broker keeps up with it.
@@ -327,7 +262,7 @@ void advance(Link& link) {
             publish(link, {topicOf("info"), keptOn(topicOf("info")), {}, true, nullptr, 0});
         link.phase = Phase::confirming;
     }
-    if (gEndRequested && link.phase == Phase::online && link.unconfirmed.empty()) {
+    if (endRequested() && link.phase == Phase::online && link.unconfirmed.empty()) {
         link.marker = publishState(link, "offline");
         link.phase = Phase::leaving;
     }
@@ -344,23 +279,9 @@ void advance(Link& link) {
 
 // Waits for the broker, for something to send or for a second, and does what there is to do.
 void pass(Link& link) {
-    const short wanted = mosquitto_want_write(link.client) ? POLLIN | POLLOUT : POLLIN;
-    std::array<pollfd, 2> sources = {
-        {{mosquitto_socket(link.client), wanted, 0}, {wakeDescriptor(), POLLIN, 0}}};
-    poll(sources.data(), sources.size(), 1000);
-    if (sources[1].revents != 0) {
-        eventfd_t ignored = 0;
-        eventfd_read(wakeDescriptor(), &ignored);
-        gAwake = false;
-    }
-    if ((sources[0].revents & (POLLIN | POLLERR | POLLHUP)) != 0) {
-        judge(link, mosquitto_loop_read(link.client, 1));
-    }
-    if (!link.ended && mosquitto_want_write(link.client)) {
-        judge(link, mosquitto_loop_write(link.client, 1));
-    }
+    const int result = exchange(link.client);
     if (!link.ended) {
-        judge(link, mosquitto_loop_misc(link.client));
+        judge(link, result);
     }
     if (link.phase >= Phase::telling) {
         sendWaiting(link);
@@ -393,11 +314,11 @@ Ending serveConnection(const Options& options, const Bus& bus, void (*online)(bo
     Clock::time_point farewell = Clock::time_point::max();
     while (!link.ended) {
         pass(link);
-        if (gEndRequested && farewell == Clock::time_point::max()) {
+        if (endRequested() && farewell == Clock::time_point::max()) {
             farewell = Clock::now() + kFarewell;
         }
         // Until the head has been told to be there it is told to be away.
-        if (gEndRequested && (link.phase < Phase::online || Clock::now() > farewell)) {
+        if (endRequested() && (link.phase < Phase::online || Clock::now() > farewell)) {
             end(link, "");
         }
     }
@@ -408,30 +329,6 @@ Ending serveConnection(const Options& options, const Bus& bus, void (*online)(bo
     endLink(std::move(unconfirmed));
     mosquitto_destroy(link.client);
     return link.ending;
-}
-
-void wake() {
-    if (!gAwake.exchange(true)) {
-        eventfd_write(wakeDescriptor(), 1);
-    }
-}
-
-void requestEnd() {
-    gEndRequested = true;
-    wake();
-}
-
-bool waitForEnd(int milliseconds) {
-    const Clock::time_point until = Clock::now() + std::chrono::milliseconds(milliseconds);
-    while (!gEndRequested && Clock::now() < until) {
-        const auto rest = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now());
-        pollfd source = {wakeDescriptor(), POLLIN, 0};
-        poll(&source, 1, static_cast<int>(rest.count()));
-        eventfd_t ignored = 0;
-        eventfd_read(wakeDescriptor(), &ignored);
-        gAwake = false;
-    }
-    return gEndRequested;
 }
 
 }  // namespace bridge

@@ -1,4 +1,4 @@
-// One connection to the broker after the other. For the bridge's own thread, but for wake().
+// One connection to the broker after the other. For the bridge's own thread.
 #pragma once
 
 #include <string>
@@ -19,14 +19,5 @@ struct Ending {
 // comes in. Returns at the end of the connection, or if there was none. `online` is called when the
 // head is there; `rival` tells that another head has used the name since this one was last there.
 Ending serveConnection(const Options& options, const Bus& bus, void (*online)(bool rival));
-
-// Something waits to be sent, or requestEnd was called. Any thread; does not block.
-void wake();
-
-// Has the connection that is there end in good order, and none begin. Any thread.
-void requestEnd();
-
-// Waits so long, or until requestEnd is called. True if it was.
-bool waitForEnd(int milliseconds);
 
 }  // namespace bridge
