@@ -62,6 +62,10 @@ std::string busTopic(std::string_view key) {
     return topicOf("bus/") + exchanged(key, '.', '/');
 }
 
+std::string setTopic(std::string_view key) {
+    return topicOf("set/") + exchanged(key, '.', '/');
+}
+
 std::string_view ownLevels(std::string_view topic) {
     const bool own = topic.starts_with(names().own);
     return own ? topic.substr(names().own.size()) : std::string_view{};

@@ -18,6 +18,9 @@ std::string topicOf(std::string_view levels);
 // The topic that tells the key's value.
 std::string busTopic(std::string_view key);
 
+// The topic on which the key is set.
+std::string setTopic(std::string_view key);
+
 // What stands behind BASE/NAME/; nothing if the topic is not the head's.
 std::string_view ownLevels(std::string_view topic);
 
