@@ -16,8 +16,8 @@ constinit SharedInt giZoomTarget = 0;
 constinit SharedInt giFocusTarget = 0;
 constinit SharedInt giIrisTarget = 0;
 constinit SharedInt gaTargetSeen[6] = {};
-constinit std::atomic<WaitingOrder> gaWaitingOrder[6] = {kNoOrder, kNoOrder, kNoOrder,
-                                                         kNoOrder, kNoOrder, kNoOrder};
+constinit Shared<WaitingOrder> gaWaitingOrder[6] = {kNoOrder, kNoOrder, kNoOrder,
+                                                    kNoOrder, kNoOrder, kNoOrder};
 static_assert(std::atomic<WaitingOrder>::is_always_lock_free);
 constinit SharedInt iPanContinuous = 0;
 constinit SharedInt iTiltContinuous = 0;

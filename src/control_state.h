@@ -104,7 +104,7 @@ struct WaitingOrder {
 };
 inline constexpr WaitingOrder kNoOrder = {0, 1, 0};
 inline constexpr WaitingOrder kAbsoluteOrder = {1, 1, 0};
-extern constinit std::atomic<WaitingOrder> gaWaitingOrder[6];
+extern constinit Shared<WaitingOrder> gaWaitingOrder[6];
 // Continuous commands: 0 none, sign = direction; pan and tilt: magnitude 1 to 9 = speed step,
 // others: a step multiplier.
 extern constinit SharedInt iPanContinuous, iTiltContinuous, iRotateContinuous, iZoomContinuous,

@@ -7,7 +7,7 @@
 
 namespace {
 
-std::atomic<WaitingOrder>& waitingOrder(Axis axis) {
+Shared<WaitingOrder>& waitingOrder(Axis axis) {
     return gaWaitingOrder[static_cast<std::size_t>(axis)];
 }
 
