@@ -212,7 +212,7 @@ void startCopy(void (*body)(const void* argument), const void* argument) {
     }
 }
 
-std::string outcomeOf(const Window& window, const std::vector<Timed>& acts, Late late) {
+std::string outcomeOf(const Window& window, const std::vector<Timed>& acts) {
     std::string outcome;
     if (!becomeCopy(outcome)) {
         return outcome;
@@ -225,9 +225,9 @@ std::string outcomeOf(const Window& window, const std::vector<Timed>& acts, Late
         pass(timed.milliseconds - time);
         time = timed.milliseconds;
         set(timed.act);
+        gLate = timed.late;
+        gBeforeSharedStep = timed.late == Late::none ? nullptr : beLate;
     }
-    gLate = late;
-    gBeforeSharedStep = late == Late::none ? nullptr : beLate;
     pass(std::max(window.milliseconds - time, 2 * kPassMilliseconds));
     gBeforeSharedStep = nullptr;
     leave(gHooks.outcome());

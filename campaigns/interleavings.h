@@ -45,13 +45,14 @@ struct Placement {
     std::uint64_t step;
 };
 
+// Which thread's next pass comes late, behind the other one's: their phases are not fixed.
+enum class Late { none, main, lens };
+
 struct Timed {
     Act act;
     int milliseconds;
+    Late late;  // after the act
 };
-
-// Which thread's next pass comes late, behind the other one's: their phases are not fixed.
-enum class Late { none, main, lens };
 
 // Runs `body` in a copy of this process, in parallel with this one. Everything else here is for
 // such a copy.
@@ -63,9 +64,8 @@ void waitForCopies(int left);
 // The following find the camera where the window opens, and leave it there. An outcome is
 // "wrong: ..." if a schedule crashed or did not come to an end.
 
-// The outcome of acts that come between the threads' passes, so long after the window opened; a
-// pass may come late after the last of them.
-std::string outcomeOf(const Window& window, const std::vector<Timed>& acts, Late late);
+// The outcome of acts that come between the threads' passes, so long after the window opened.
+std::string outcomeOf(const Window& window, const std::vector<Timed>& acts);
 
 // The outcome of the placements. An act whose step does not come comes when the window closes.
 std::string outcomeOf(const Window& window, const std::vector<Placement>& placements);

@@ -319,14 +319,14 @@ void seeStep(std::uint64_t step, const std::string& seen) {
     judge(gJob.name + "/" + std::to_string(step), seen);
 }
 
+constexpr Late kLate[] = {Late::none, Late::main, Late::lens};
+
 void addRight(const Window& window, const std::vector<Timed>& acts) {
-    for (const Late late : {Late::none, Late::main, Late::lens}) {
-        const std::string seen = interleavings::outcomeOf(window, acts, late);
-        if (seen.starts_with(kProblem)) {
-            judge(std::string(gJob.scene->name) + "/" + nameOf(acts[0].act), seen);
-        } else {
-            gJob.right.insert(seen);
-        }
+    const std::string seen = interleavings::outcomeOf(window, acts);
+    if (seen.starts_with(kProblem)) {
+        judge(std::string(gJob.scene->name) + "/" + nameOf(acts[0].act), seen);
+    } else {
+        gJob.right.insert(seen);
     }
 }
 
@@ -335,7 +335,9 @@ void exploreAct(const void* argument) {
     const Act& act = *static_cast<const Act*>(argument);
     const Window window = windowOf(*gJob.scene);
     for (int time = 0; time <= window.milliseconds + kLatestMilliseconds; time += 5) {
-        addRight(window, {{act, time}});
+        for (const Late late : kLate) {
+            addRight(window, {{act, time, late}});
+        }
     }
     const std::string name = std::string(gJob.scene->name) + "/" + interleavings::nameOf(act) + "/";
     for (const Other other : kOthers) {
@@ -363,14 +365,26 @@ Placement anyPlacement(std::uint64_t& seed, const Act& act, const std::uint64_t*
     return {act, kOthers[other], 1 + pick(seed, steps[other])};
 }
 
-// In the order in which they are set, at most as far apart as they can be in a window.
+// In that order, at most as far apart as they can be in a window.
 void addRightPairs(const Window& window, const Act& first, const Act& second) {
     const int last = window.milliseconds + kLatestMilliseconds;
     for (int time = 0; time <= last; time += 10) {
         for (int later = time; later <= last; later += 10) {
-            addRight(window, {{first, time}, {second, later}});
+            for (const Late late : kLate) {
+                for (const Late afterwards : kLate) {
+                    addRight(window, {{first, time, late}, {second, later, afterwards}});
+                }
+            }
         }
     }
+}
+
+// Of most keys two sets ask for different things, which may be served in either order. Of a word
+// that replaces the one before it the last one has to win.
+bool latestWins(const Act& act) {
+    constexpr const char* kKeys[] = {"lens.camN.pan", "lens.camN.tilt", "lens.camN.zoom",
+                                     "lens.camN.rotate"};
+    return std::find(std::begin(kKeys), std::end(kKeys), std::string(act.key)) != std::end(kKeys);
 }
 
 // An act that comes when the window opens comes before one that comes at a step.
@@ -389,6 +403,9 @@ void explorePair(const void* argument) {
         steps[i] = std::max<std::uint64_t>(interleavings::countSteps(window, kOthers[i]), 1);
     }
     addRightPairs(window, pair.first, pair.second);
+    if (!latestWins(pair.first)) {
+        addRightPairs(window, pair.second, pair.first);
+    }
     for (std::uint64_t number = 1; number <= kSchedulesOfPair; ++number) {
         const Placement first = anyPlacement(pair.seed, pair.first, steps);
         Placement second = anyPlacement(pair.seed, pair.second, steps);
@@ -412,12 +429,16 @@ void inParallel(void (*body)(const void*), const void* argument) {
     interleavings::waitForCopies(kParallel - 1);
 }
 
-// As many pairs as there are acts in the scene, fewer where not all steps are taken.
+// As many pairs as there are acts in the scene, each of one key; fewer where not all steps are
+// taken.
 void explorePairs(const Scene& scene, const std::vector<const Act*>& acts) {
     std::uint64_t seed = gRequest.seed;
     for (std::uint64_t number = 1; number <= acts.size(); ++number) {
         const Act& first = *acts[pick(seed, acts.size())];
-        const Act& second = *acts[pick(seed, acts.size())];
+        std::vector<const Act*> others;
+        std::copy_if(acts.begin(), acts.end(), std::back_inserter(others),
+                     [&first](const Act* act) { return std::string(act->key) == first.key; });
+        const Act& second = *others[pick(seed, others.size())];
         const Pair pair = {number, pick(seed, UINT32_MAX), first, second};
         if (number % gStride == 0 &&
             asked(std::string(scene.name) + "/pair/" + std::to_string(number))) {
