@@ -212,7 +212,7 @@ void startCopy(void (*body)(const void* argument), const void* argument) {
     }
 }
 
-std::string outcomeOf(const Window& window, const std::vector<Timed>& acts) {
+std::string outcomeOf(const Window& window, Late late, const std::vector<Timed>& acts) {
     std::string outcome;
     if (!becomeCopy(outcome)) {
         return outcome;
@@ -220,13 +220,17 @@ std::string outcomeOf(const Window& window, const std::vector<Timed>& acts) {
     for (const Act& act : window.opening) {
         set(act);
     }
+    gLate = late;
+    gBeforeSharedStep = late == Late::none ? nullptr : beLate;
     int time = 0;
     for (const Timed& timed : acts) {
         pass(timed.milliseconds - time);
         time = timed.milliseconds;
         set(timed.act);
-        gLate = timed.late;
-        gBeforeSharedStep = timed.late == Late::none ? nullptr : beLate;
+        if (timed.late != Late::none) {
+            gLate = timed.late;
+            gBeforeSharedStep = beLate;
+        }
     }
     pass(std::max(window.milliseconds - time, 2 * kPassMilliseconds));
     gBeforeSharedStep = nullptr;

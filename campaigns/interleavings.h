@@ -64,8 +64,9 @@ void waitForCopies(int left);
 // The following find the camera where the window opens, and leave it there. An outcome is
 // "wrong: ..." if a schedule crashed or did not come to an end.
 
-// The outcome of acts that come between the threads' passes, so long after the window opened.
-std::string outcomeOf(const Window& window, const std::vector<Timed>& acts);
+// The outcome of acts that come between the threads' passes, so long after the window opened; a
+// pass may be late from the opening on.
+std::string outcomeOf(const Window& window, Late late, const std::vector<Timed>& acts);
 
 // The outcome of the placements. An act whose step does not come comes when the window closes.
 std::string outcomeOf(const Window& window, const std::vector<Placement>& placements);

@@ -104,6 +104,8 @@ struct WaitingOrder {
 };
 inline constexpr WaitingOrder kNoOrder = {0, 1, 0};
 inline constexpr WaitingOrder kAbsoluteOrder = {1, 1, 0};
+// An absolute target is just being stored: it cannot be taken yet.
+inline constexpr WaitingOrder kComingOrder = {2, 1, 0};
 extern constinit Shared<WaitingOrder> gaWaitingOrder[6];
 // Continuous commands: 0 none, sign = direction; pan and tilt: magnitude 1 to 9 = speed step,
 // others: a step multiplier.

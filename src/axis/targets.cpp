@@ -36,8 +36,10 @@ WaitingOrder joined(const WaitingOrder& first, const WaitingOrder& next) {
 }  // namespace
 
 void orderTarget(Axis axis, std::int32_t target) {
-    // First the steps go, then the target comes, so that they are never added to it.
-    waitingOrder(axis) = kNoOrder;
+    // First the steps go, then the target comes, so that they are never added to it; nor is it
+    // taken before it is marked, or the mark would outlive it and have it carried out once more
+    // after a run.
+    waitingOrder(axis) = kComingOrder;
     *axisRow(axis).target = target;
     waitingOrder(axis) = kAbsoluteOrder;
 }
@@ -58,12 +60,20 @@ void orderRelative(Axis axis, std::int32_t steps) {
 }
 
 std::int32_t takeTarget(Axis axis) {
-    const std::int32_t target = *axisRow(axis).target;
-    seen(axis) = target;
-    const WaitingOrder order = waitingOrder(axis).exchange(kNoOrder);
+    WaitingOrder order = waitingOrder(axis);
+    for (bool taken = false; !taken;) {
+        if (order == kComingOrder) {
+            return seenTarget(axis);
+        }
+        const std::int32_t target = *axisRow(axis).target;
+        taken = waitingOrder(axis).compare_exchange_strong(order, kNoOrder);
+        if (taken) {
+            seen(axis) = target;
+        }
+    }
     if (order != kNoOrder && order != kAbsoluteOrder) {
         // Not where an absolute order has come after them.
-        replaceTarget(axis, carriedOut(order, target));
+        replaceTarget(axis, carriedOut(order, seenTarget(axis)));
     }
     return seenTarget(axis);
 }
@@ -73,12 +83,14 @@ std::int32_t seenTarget(Axis axis) {
 }
 
 bool orderWaits(Axis axis) {
-    return waitingOrder(axis).load() != kNoOrder;
+    const WaitingOrder waiting = waitingOrder(axis);
+    return waiting != kNoOrder && waiting != kComingOrder;
 }
 
 bool replaceTarget(Axis axis, std::int32_t next) {
     // An absolute order to the very place that the axis came from leaves the number as it was.
-    if (waitingOrder(axis).load() == kAbsoluteOrder ||
+    const WaitingOrder waiting = waitingOrder(axis);
+    if (waiting == kAbsoluteOrder || waiting == kComingOrder ||
         !replaceIfUnchanged(*axisRow(axis).target, seen(axis), next)) {
         return false;
     }

@@ -65,9 +65,13 @@ void startIris() {
 
 void startRotate(LensLoopState& state) {
     std::int32_t target = 0;
+    const bool ordered = orderWaits(Axis::rotate);
     const bool moves = hasToMove(Axis::rotate, target);
-    // Also for a word that leads nowhere, or the next home marker would be void.
-    startManualRotate();
+    // Also for a word that leads nowhere, or the next home marker would be void; not for one whose
+    // target is still to come.
+    if (ordered || moves) {
+        startManualRotate();
+    }
     if (!moves) {
         return;
     }
