@@ -287,6 +287,7 @@ Window windowOf(const Scene& scene) {
 
 // A thread that is held up may wait for the other one's next pass.
 constexpr int kLatestMilliseconds = 30;
+constexpr int kLongMilliseconds = 200;
 
 // Whether the case of the command line, if there is one, is below `name` or the other way round.
 bool asked(const std::string& name) {
@@ -371,11 +372,16 @@ Placement anyPlacement(std::uint64_t& seed, const Act& act, const std::uint64_t*
     return {act, kOthers[other], 1 + pick(seed, steps[other])};
 }
 
-// In that order, at most as far apart as they can be in a window.
+// In that order: as far apart as they can be in a window, or longer, where the thread that takes
+// them waits for one that sleeps.
 void addRightPairs(const Window& window, const Act& first, const Act& second) {
     const int last = window.milliseconds + kLatestMilliseconds;
     for (int time = 0; time <= last; time += 10) {
+        std::vector<int> laterTimes = {kLongMilliseconds};
         for (int later = time; later <= last; later += 10) {
+            laterTimes.push_back(later);
+        }
+        for (const int later : laterTimes) {
             for (const Late late : kLate) {
                 for (const Late afterwards : kLate) {
                     addRight(window, {{first, time, late}, {second, later, afterwards}});
