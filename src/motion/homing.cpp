@@ -259,5 +259,5 @@ void serveHomeRequest() {
             return;
         }
     }
-    giHomeRequest = 0;
+    replaceIfUnchanged(giHomeRequest, request, 0);
 }
