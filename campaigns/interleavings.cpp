@@ -93,7 +93,7 @@ struct Course {
     std::size_t placed = 0;
     std::uint64_t steps = 0;  // since the last placement
     // Not null: a copy is made at every step, places there, and this is told of its outcome.
-    void (*see)(std::uint64_t step, const std::string& outcome) = nullptr;
+    bool (*see)(std::uint64_t step, const std::string& outcome) = nullptr;
     std::uint64_t stride = 1;
     bool counting = false;  // nothing is placed
 };
@@ -149,7 +149,9 @@ void atStep() {
         place(next);
         return;
     }
-    course.see(course.steps, outcome);
+    if (!course.see(course.steps, outcome)) {
+        leave("0");
+    }
 }
 
 Late gLate = Late::none;
@@ -263,7 +265,7 @@ std::uint64_t countSteps(const Window& window, Other other) {
 
 std::uint64_t placeEverywhere(const Window& window, const Act& act, Other other,
                               std::uint64_t stride,
-                              void (*see)(std::uint64_t step, const std::string& outcome)) {
+                              bool (*see)(std::uint64_t step, const std::string& outcome)) {
     std::string outcome;
     if (!becomeCopy(outcome)) {
         return std::strtoull(outcome.c_str(), nullptr, 10);

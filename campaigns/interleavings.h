@@ -75,10 +75,10 @@ std::string outcomeOf(const Window& window, const std::vector<Placement>& placem
 std::uint64_t countSteps(const Window& window, Other other);
 
 // The act placed at every one of these steps, or at every `stride`-th, each in a schedule of its
-// own; `see` is told, in another copy of this process. How many steps there are.
+// own; `see` is told, in another copy of this process. How many steps there are; 0 if it said no.
 std::uint64_t placeEverywhere(const Window& window, const Act& act, Other other,
                               std::uint64_t stride,
-                              void (*see)(std::uint64_t step, const std::string& outcome));
+                              bool (*see)(std::uint64_t step, const std::string& outcome));
 
 // The same as outcomeOf, in this process, which is of no further use: to watch one schedule.
 std::string play(const Window& window, const std::vector<Placement>& placements);

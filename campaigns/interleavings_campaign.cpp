@@ -17,6 +17,7 @@
 #include <new>
 #include <optional>
 #include <set>
+#include <span>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -185,6 +186,7 @@ struct Job {
     std::string name;
     std::string acts;  // of a pair
     bool pair = false;
+    bool late = false;  // `right` has what comes of late passes, too
     std::set<std::string> right;
     std::set<std::string> wrong;
 };
@@ -258,9 +260,8 @@ std::vector<std::string> difference(const std::string& wrong) {
     return least.value_or(std::vector<std::string>{});
 }
 
-// Counts the schedule; shows the first one of each wrong outcome of a job.
+// Shows the first schedule of each wrong outcome of a job.
 void judge(const std::string& caseName, const std::string& seen) {
-    ++gTally->schedules;
     if (gJob.right.contains(seen)) {
         return;
     }
@@ -314,17 +315,28 @@ void playOne(const std::vector<Placement>& placements) {
     const std::string seen = interleavings::play(windowOf(*gJob.scene), placements);
     twin::flushOutput();
     judge(gRequest.caseName, seen);
+    ++gTally->schedules;
 }
 
-void seeStep(std::uint64_t step, const std::string& seen) {
+// Most schedules come to what also comes of passes in time. Only where one does not is it worth
+// the while to see what comes of late ones.
+bool isJudged(std::uint64_t step, const std::string& seen) {
+    if (!gJob.late && !gJob.right.contains(seen)) {
+        return false;
+    }
     judge(gJob.name + "/" + std::to_string(step), seen);
+    return true;
 }
 
 constexpr Late kLate[] = {Late::none, Late::main, Late::lens};
 
+std::span<const Late> lateOnes() {
+    return std::span(kLate).first(gJob.late ? std::size(kLate) : 1);
+}
+
 // Also with a pass that comes late after what opens the window.
 void addRight(const Window& window, const std::vector<Timed>& acts) {
-    for (const Late late : kLate) {
+    for (const Late late : lateOnes()) {
         if (late != Late::none && window.opening.empty()) {
             return;
         }
@@ -337,22 +349,38 @@ void addRight(const Window& window, const std::vector<Timed>& acts) {
     }
 }
 
+void addRightActs(const Window& window, const Act& act) {
+    for (int time = 0; time <= window.milliseconds + kLatestMilliseconds; time += 5) {
+        for (const Late late : lateOnes()) {
+            addRight(window, {{act, time, late}});
+        }
+    }
+}
+
+std::uint64_t placeEverywhere(const Window& window, const Act& act, Other other) {
+    std::uint64_t steps = interleavings::placeEverywhere(window, act, other, gStride, isJudged);
+    if (steps == 0 && !gJob.late) {
+        gJob.late = true;
+        addRightActs(window, act);
+        steps = interleavings::placeEverywhere(window, act, other, gStride, isJudged);
+    }
+    return steps;
+}
+
 // The act at every step of the scene.
 void exploreAct(const void* argument) {
     const Act& act = *static_cast<const Act*>(argument);
     const Window window = windowOf(*gJob.scene);
-    for (int time = 0; time <= window.milliseconds + kLatestMilliseconds; time += 5) {
-        for (const Late late : kLate) {
-            addRight(window, {{act, time, late}});
-        }
-    }
+    addRightActs(window, act);
     const std::string name = std::string(gJob.scene->name) + "/" + interleavings::nameOf(act) + "/";
     for (const Other other : kOthers) {
         gJob.name = name + interleavings::kOtherNames[static_cast<std::size_t>(other)];
         if (const std::uint64_t step = numberAsked(gJob.name); asked(gJob.name) && step != 0) {
             playOne({{act, other, step}});
         } else if (asked(gJob.name)) {
-            gTally->steps += interleavings::placeEverywhere(window, act, other, gStride, seeStep);
+            const std::uint64_t steps = placeEverywhere(window, act, other);
+            gTally->steps += steps;
+            gTally->schedules += steps / gStride;
         }
     }
 }
@@ -382,8 +410,8 @@ void addRightPairs(const Window& window, const Act& first, const Act& second) {
             laterTimes.push_back(later);
         }
         for (const int later : laterTimes) {
-            for (const Late late : kLate) {
-                for (const Late afterwards : kLate) {
+            for (const Late late : lateOnes()) {
+                for (const Late afterwards : lateOnes()) {
                     addRight(window, {{first, time, late}, {second, later, afterwards}});
                 }
             }
@@ -404,6 +432,14 @@ bool firstIsFirst(const Placement& first, const Placement& second) {
     return first.other != Other::dispatcher || second.other == Other::dispatcher;
 }
 
+// In either order, where the second one need not win.
+void addRightOrders(const Window& window, const Act& first, const Act& second) {
+    addRightPairs(window, first, second);
+    if (!latestWins(first)) {
+        addRightPairs(window, second, first);
+    }
+}
+
 void explorePair(const void* argument) {
     Pair pair = *static_cast<const Pair*>(argument);
     const Window window = windowOf(*gJob.scene);
@@ -414,10 +450,7 @@ void explorePair(const void* argument) {
     for (std::size_t i = 0; i < std::size(kOthers); ++i) {
         steps[i] = std::max<std::uint64_t>(interleavings::countSteps(window, kOthers[i]), 1);
     }
-    addRightPairs(window, pair.first, pair.second);
-    if (!latestWins(pair.first)) {
-        addRightPairs(window, pair.second, pair.first);
-    }
+    addRightOrders(window, pair.first, pair.second);
     for (std::uint64_t number = 1; number <= kSchedulesOfPair; ++number) {
         const Placement first = anyPlacement(pair.seed, pair.first, steps);
         Placement second = anyPlacement(pair.seed, pair.second, steps);
@@ -430,7 +463,13 @@ void explorePair(const void* argument) {
             return;
         }
         if (wanted == 0) {
-            seeStep(number, interleavings::outcomeOf(window, {first, second}));
+            const std::string seen = interleavings::outcomeOf(window, {first, second});
+            if (!isJudged(number, seen)) {
+                gJob.late = true;
+                addRightOrders(window, pair.first, pair.second);
+                isJudged(number, seen);
+            }
+            ++gTally->schedules;
         }
     }
 }
@@ -462,6 +501,7 @@ void explorePairs(const Scene& scene, const std::vector<const Act*>& acts) {
 void exploreScene(const void* argument) {
     const Scene& scene = *static_cast<const Scene*>(argument);
     gJob.scene = &scene;
+    gJob.late = !gRequest.caseName.empty();
     if (scene.key != nullptr && scene.seconds > 0) {
         twin::setFromOutside(scene.key, scene.word);
         whole::pass(scene.seconds);

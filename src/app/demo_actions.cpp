@@ -94,11 +94,12 @@ bool moveIris(const Action& action) {
 }
 
 bool requestHome(const Action& action) {
-    if (!action.hasNumber) {
-        giHomeRequest = 1;
+    // Dropped, as it would have been a moment later, for a request that has come since it was let
+    // in.
+    if (!replaceIfUnchanged(giHomeRequest, 0, action.hasNumber ? action.number : 1) ||
+        !action.hasNumber) {
         return false;
     }
-    giHomeRequest = action.number;
     for (int poll = 0; action.number != 0 && poll < kHomePolls && giHomeRequest != 0; ++poll) {
         sleepMicroseconds(kPollMicroseconds);
     }
@@ -107,7 +108,7 @@ bool requestHome(const Action& action) {
 
 bool requestFocus(const Action& action) {
     // The capital letter asks for the slow sweep; meant so.
-    giAfRequest = action.relative ? 1 : 2;
+    replaceIfUnchanged(giAfRequest, 0, action.relative ? 1 : 2);
     return false;
 }
 
