@@ -1,7 +1,7 @@
 // The pages against the system: the bus-key page lists exactly the keys that are listened to, in
 // the order of registration, and every key that is written; what the pages give as console commands
 // works and answers as they say.
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <fstream>
 #include <set>
@@ -12,6 +12,9 @@
 #include "session.h"
 
 namespace {
+
+using testing::Contains;
+using testing::StartsWith;
 
 std::vector<std::string> linesOf(const std::string& page) {
     std::ifstream file(KESTREL_SOURCE_DIR "/" + page);
@@ -121,8 +124,8 @@ Session runExamples(const std::string& page) {
 TEST(ConsoleExamples, ServeAService) {
     const Session session = runExamples("docs/bus-keys.md");
     EXPECT_EQ(session.status, 0) << session.output;
-    EXPECT_EQ(session.answers.at(1), "lens.camN.position_pan 30000");
-    EXPECT_TRUE(session.answers.at(3).starts_with("lens.camN.preset1 30000,3200,0,-1,"));
+    EXPECT_THAT(session.answers, Contains("lens.camN.position_pan 30000"));
+    EXPECT_THAT(session.answers, Contains(StartsWith("lens.camN.preset1 30000,3200,0,-1,")));
 }
 
 TEST(ConsoleExamples, LightALamp) {
