@@ -40,9 +40,15 @@ function(embed_assets output)
             string(APPEND type "; charset=utf-8")
         endif()
         set(name kestrelFile${number})
+        # Global: on arm64 the linker takes local labels of one section that are addressed through
+        # its table for one and the same.
+        foreach(label IN ITEMS ${name} ${name}End)
+            string(APPEND contents "    \".globl ${label}\\n.hidden ${label}\\n\"\n")
+        endforeach()
         string(APPEND contents
                "    \"${name}: .incbin \\\"${file}\\\"\\n${name}End: .byte 0\\n\"\n")
-        string(APPEND declarations "extern const char ${name}[], ${name}End[];\n")
+        string(APPEND declarations
+               "[[gnu::visibility(\"hidden\")]] extern const char ${name}[], ${name}End[];\n")
         string(APPEND rows "        {\"/${path}\", \"${type}\", {${name}, ${name}End}, {}},\n")
         list(APPEND files ${file})
         math(EXPR number "${number} + 1")
