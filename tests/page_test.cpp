@@ -338,8 +338,9 @@ std::string withoutAnswers(const std::string& output) {
 }
 
 TEST(Page, TheSameScriptGivesTheSameTraceAsOverStandardInput) {
-    const std::vector<std::string> options = {"--clock", "virtual", "--trace", "--seed", "7"};
+    std::vector<std::string> options = {"--clock", "virtual", "--trace", "--seed", "7"};
     const Session direct = Camera().run(kScript, options);
+    options.insert(options.end(), {"--lens-type", "0"});
     Page page(options);
     const Answer answer = page.console(kScript);
     EXPECT_EQ(answer.status, 200);
@@ -381,7 +382,7 @@ TEST(Page, EventsAreTheTraceAndTheHeadsChanges) {
     const std::string rest = events.readAll();
     std::string output;
     page.finish(&output);
-    EXPECT_THAT(output, EndsWith(traceOf(rest)));
+    EXPECT_THAT(output, HasSubstr(traceOf(rest) + "# kestrel-twin end "));
     EXPECT_THAT(traceOf(rest), StartsWith("0.000000 cmd x.begin 1\n"));
     EXPECT_EQ(rest.find("event: lost"), std::string::npos);
     EXPECT_THAT(rest,

@@ -21,9 +21,13 @@ namespace {
 
 // Events that go on beside every move.
 constexpr std::array kBackground = {
-    "i2c ",           "mcu setMuiltLEDs",
-    "mcu setLedMode", "log Set LED ",
-    "head ",          "bus system.camN.info.power_consumption",
+    "i2c ",
+    "act ",
+    "mcu setMuiltLEDs",
+    "mcu setLedMode",
+    "log Set LED ",
+    "head ",
+    "bus system.camN.info.power_consumption",
 };
 
 std::optional<std::string> readFile(const std::string& path) {
@@ -195,6 +199,15 @@ int Trace::count(std::string_view line) const {
     return static_cast<int>(times(line).size());
 }
 
+std::string Session::recording() const {
+    std::string text;
+    std::istringstream lines(output);
+    for (std::string line; std::getline(lines, line);) {
+        text += line.starts_with("= ") ? "" : line + "\n";
+    }
+    return text;
+}
+
 nlohmann::json Session::head(std::size_t index) const {
     for (const std::string& text : answers) {
         if (text.starts_with("{") && index-- == 0) {
@@ -273,14 +286,27 @@ Session Camera::run(const std::string& script) const {
 }
 
 Session Camera::run(const std::string& script, const std::vector<std::string>& options) const {
-    const std::array<std::string, 3> streams = {directory_ + "/script", directory_ + "/output",
-                                                directory_ + "/errors"};
     std::vector<std::string> arguments = {KESTREL_TWIN_PATH, "--state", directory_ + "/state"};
     if (!std::filesystem::exists(directory_ + "/state/head")) {
         arguments.insert(arguments.end(), {"--lens-type", std::to_string(lensType_)});
     }
     arguments.insert(arguments.end(), options.begin(), options.end());
-    writeFile(streams[0], script + "\n");
+    return start(arguments, script + "\n");
+}
+
+Session Camera::replay(const std::string& recording,
+                       const std::vector<std::string>& options) const {
+    const std::string file = directory_ + "/recording";
+    writeFile(file, recording);
+    std::vector<std::string> arguments = {KESTREL_TWIN_PATH, "--replay", file};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    return start(arguments, "");
+}
+
+Session Camera::start(const std::vector<std::string>& arguments, const std::string& input) const {
+    const std::array<std::string, 3> streams = {directory_ + "/script", directory_ + "/output",
+                                                directory_ + "/errors"};
+    writeFile(streams[0], input);
     Session run;
     run.status = spawn(arguments, streams);
     run.output = readFile(streams[1]).value_or("");

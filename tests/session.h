@@ -59,6 +59,8 @@ struct Session {
     Trace all;                         // every event
     std::vector<std::string> answers;  // without the leading "= "
 
+    // The output without the console's answers: the recording of the run.
+    std::string recording() const;
     // The answer of the index-th `head` command.
     nlohmann::json head(std::size_t index = 0) const;
 };
@@ -101,6 +103,9 @@ public:
     Session run(const std::string& script) const;
     Session run(const std::string& script, const std::vector<std::string>& options) const;
 
+    // Replays a recording, in a process that knows nothing of this camera.
+    Session replay(const std::string& recording, const std::vector<std::string>& options) const;
+
     // A file of the camera by its path there: its content, if it exists; to be written or removed.
     std::optional<std::string> read(const std::string& path) const;
     void write(const std::string& path, const std::string& content) const;
@@ -116,6 +121,7 @@ public:
 
 private:
     explicit Camera(int lensType);
+    Session start(const std::vector<std::string>& arguments, const std::string& input) const;
 
     std::string directory_;
     int lensType_ = 0;

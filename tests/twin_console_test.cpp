@@ -123,12 +123,15 @@ TEST(TwinConsole, ASignalFromInsideOrOutsideReachesTheDaemonsHandler) {
     for (const auto& [name, number] : signals) {
         const auto run = Camera().run(std::string("run 0.5\nsignal ") + name + "\nget x");
         EXPECT_EQ(run.status, 1);
-        EXPECT_THAT(run.output, EndsWith("\n0.500000 log Exit kestrel sigstop\n")) << name;
+        EXPECT_THAT(run.output, EndsWith("\n0.500000 act signal " + std::string(name) +
+                                         "\n0.500000 log Exit kestrel sigstop\n"
+                                         "# kestrel-twin end 0.500000\n"));
         Conversation talk({"--trace"});
         talk.readTo("ChackPowerOffStatus");
         kill(talk.child, number);
         // While it waits for input, and only then, nothing follows the line.
-        EXPECT_THAT(talk.readTo("no such text"), EndsWith(" log Exit kestrel sigstop\n"));
+        EXPECT_THAT(talk.readTo("no such text"),
+                    ContainsRegex(" log Exit kestrel sigstop\n# kestrel-twin end [0-9.]+\n$"));
         EXPECT_EQ(talk.finish(), 1);
     }
 }
@@ -238,7 +241,8 @@ TEST(TwinTrace, EveryLineHasItsFormAndTwoRunsAreEqual) {
     EXPECT_EQ(first.status, 0);
     EXPECT_EQ(first.output, run("7").output);
     EXPECT_NE(first.output, run("8").output);
-    const std::regex form(R"(= .*|\d+\.\d{6} (cmd|bus|mcu|i2c|log|head) \S.*)");
+    const std::regex form(
+        R"(= .*|# kestrel-twin \S.*|\d+\.\d{6} (cmd|act|bus|mcu|i2c|log|head) \S.*)");
     const auto lines = linesOf(first.output);
     EXPECT_GT(lines.size(), 50U);
     for (const std::string& line : lines) {

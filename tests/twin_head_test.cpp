@@ -135,13 +135,14 @@ TEST_F(TwinHead, AStopIsReportedWhenItIsReachedUnlessTheOrderWasReplaced) {
         pass(130'000);
         fault("axis all slow 2");  // nothing is said again
     });
-    EXPECT_THAT(trace,
-                ElementsAre("0.000000 mcu setPanBackwardS 2 1000 250",
-                            "0.000000 mcu setZoom8Forward -1 1000 5000",
-                            "0.005000 mcu setZoom8Backward -1 500 5000",
-                            "0.005000 head zoom replaced", "0.010000 head pan stop",
-                            "0.205000 mcu setPanBackwardS 2 30 250", "0.205000 head pan stop",
-                            "0.205000 mcu setZoom8Forward -1 700 5000", "0.320000 head zoom stop"));
+    EXPECT_THAT(
+        trace,
+        ElementsAre("0.000000 mcu setPanBackwardS 2 1000 250",
+                    "0.000000 mcu setZoom8Forward -1 1000 5000",
+                    "0.005000 mcu setZoom8Backward -1 500 5000", "0.005000 head zoom replaced",
+                    "0.010000 head pan stop", "0.205000 mcu setPanBackwardS 2 30 250",
+                    "0.205000 head pan stop", "0.205000 mcu setZoom8Forward -1 700 5000",
+                    "0.320000 head zoom stop", "0.335000 act fault axis all slow 2"));
     pass(100'000);
     EXPECT_EQ(lost(Axis::zoom), 975 + 125);
     EXPECT_EQ(lost(Axis::pan), 880 + 30);

@@ -4,6 +4,7 @@
 #include "twin/mqtt.h"
 #include "twin/options.h"
 #include "twin/page/page.h"
+#include "twin/replay/replay.h"
 
 int main(int argc, char** argv) {
     const twin::CommandLine commandLine = twin::readCommandLine(argc, argv);
@@ -13,6 +14,9 @@ int main(int argc, char** argv) {
     const twin::Options& options = commandLine.options;
     if (!twin::openStreams(options.script)) {
         return 1;
+    }
+    if (!options.replay.file.empty()) {
+        return twin::runReplay(options.replay, options.session, runKestrel);
     }
     if (options.page) {
         const auto start = [&options] { twin::startMqtt(options.mqtt); };

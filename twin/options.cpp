@@ -20,6 +20,7 @@ struct Given {
     Options options;
     bool clock = false;
     bool speed = false;
+    std::string notWithReplay;  // an option that a recording decides
 };
 
 // Each takes one option's value and returns false if it is not among the accepted ones.
@@ -50,11 +51,13 @@ bool takeSpeed(Given& given, const char* value) {
 }
 
 bool takeState(Given& given, const char* value) {
+    given.notWithReplay = "--state";
     given.options.session.stateDirectory = value;
     return !given.options.session.stateDirectory.empty();
 }
 
 bool takeLensType(Given& given, const char* value) {
+    given.notWithReplay = "--lens-type";
     int type = 0;
     const bool good = readNumber(value, INT_MIN, INT_MAX, type);
     given.options.session.camera.lensType = type;
@@ -64,15 +67,18 @@ bool takeLensType(Given& given, const char* value) {
 bool takeMount(Given& given, const char* value) {
     constexpr std::array<std::string_view, 6> kMounts = {"ceiling", "desktop", "wall0",
                                                          "wall90",  "wall180", "wall270"};
+    given.notWithReplay = "--mount";
     given.options.session.camera.mount = value;
     return std::find(kMounts.begin(), kMounts.end(), value) != kMounts.end();
 }
 
 bool takeSeed(Given& given, const char* value) {
+    given.notWithReplay = "--seed";
     return readNumber<std::uint64_t>(value, 0, UINT64_MAX, given.options.session.camera.seed);
 }
 
 bool takeStopOnError(Given& given, const char*) {
+    given.notWithReplay = "--stop-on-error";
     given.options.console.stopOnError = true;
     return true;
 }
@@ -83,6 +89,7 @@ bool takeTrace(Given& given, const char*) {
 }
 
 bool takeQuiet(Given& given, const char*) {
+    given.notWithReplay = "--quiet";
     given.options.session.output.quiet = true;
     return true;
 }
@@ -101,6 +108,21 @@ bool takePage(Given& given, const char* value) {
            readNumber(text.substr(hasAddress ? colon + 1 : 0), 0, 65535, where.port);
 }
 
+bool takeReplay(Given& given, const char* value) {
+    given.options.replay.file = value;
+    return !given.options.replay.file.empty();
+}
+
+bool takeCompare(Given& given, const char*) {
+    given.options.replay.compare = true;
+    return true;
+}
+
+bool takeReplayDamaged(Given& given, const char*) {
+    given.options.replay.damaged = true;
+    return true;
+}
+
 struct OptionRow {
     const char* name;
     const char* value;  // how the value is written in the usage; null if there is none
@@ -108,7 +130,7 @@ struct OptionRow {
     bool (*take)(Given&, const char*);
 };
 
-constexpr std::array<OptionRow, 12> kOptions = {{
+constexpr std::array<OptionRow, 15> kOptions = {{
     {"clock", "virtual|real", "time jumps, or follows the wall clock", takeClock},
     {"speed", "0.01..1000", "factor of the real clock", takeSpeed},
     {"state", "DIRECTORY", "keep the camera there between runs", takeState},
@@ -120,6 +142,11 @@ constexpr std::array<OptionRow, 12> kOptions = {{
     {"stop-on-error", nullptr, "end with the first command that fails", takeStopOnError},
     {"page", "[ADDRESS:]PORT", "serve the head's page there; 127.0.0.1 without an address",
      takePage},
+    {"replay", "FILE", "repeat the run whose trace is in FILE", takeReplay},
+    {"compare", nullptr, "with --replay: print what came out differently, and no trace",
+     takeCompare},
+    {"replay-damaged", nullptr, "with --replay: leave out what of FILE is damaged",
+     takeReplayDamaged},
     {"help", nullptr, "print this text", nullptr},
     {"version", nullptr, "print the version", nullptr},
 }};
@@ -199,12 +226,37 @@ std::string misuse(const std::string& word, bool lacksValue) {
     return "unknown option " + word + ", accepted: " + acceptedOptions();
 }
 
+// What is wrong with options given together with --replay, or meant for it; empty if nothing is.
+std::string replayProblem(const Given& given) {
+    const Options& options = given.options;
+    if (options.replay.file.empty()) {
+        const bool compare = options.replay.compare;
+        return compare || options.replay.damaged
+                   ? std::string(compare ? "--compare" : "--replay-damaged") +
+                         " is accepted with --replay only"
+                   : "";
+    }
+    const std::string other = !given.notWithReplay.empty() ? given.notWithReplay
+                              : options.page               ? "--page"
+                              : options.mqtt.wanted        ? "--mqtt"
+                              : !options.script.empty()    ? "a script"
+                                                           : "";
+    if (!other.empty()) {
+        return other + " is not accepted with --replay: the recording says how the run was made";
+    }
+    const bool real = given.clock && !options.session.virtualClock;
+    return options.replay.compare && real ? "--compare is accepted with --clock virtual only" : "";
+}
+
 CommandLine finish(Given& given) {
     Options& options = given.options;
+    if (const std::string problem = replayProblem(given); !problem.empty()) {
+        return wrong(problem);
+    }
     options.console.interactive =
         options.script.empty() && isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1;
     if (!given.clock) {
-        options.session.virtualClock = !options.console.interactive;
+        options.session.virtualClock = !options.console.interactive || !options.replay.file.empty();
     }
     if (given.speed && options.session.virtualClock) {
         return wrong("--speed is accepted with --clock real only");

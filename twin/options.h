@@ -8,6 +8,7 @@
 #include "twin/camera/session.h"
 #include "twin/console/console.h"
 #include "twin/page/server.h"
+#include "twin/replay/replay.h"
 
 namespace twin {
 
@@ -17,6 +18,7 @@ struct Options {
     std::optional<PageAddress> page;
     std::string script;  // the file with the commands; empty: standard input
     bridge::Options mqtt;
+    ReplayOptions replay;
 };
 
 // What the command line asks for: a run, or nothing more than text that has been printed.

@@ -4,6 +4,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -124,6 +125,12 @@ std::string writeShippedFiles() {
         }
     }
     return {};
+}
+
+bool isShipped(std::string_view path, std::string_view content) {
+    return std::any_of(kShippedFiles.begin(), kShippedFiles.end(), [&](const ShippedFile& file) {
+        return path == file.path && content == file.content;
+    });
 }
 
 void applyFileFaults() {

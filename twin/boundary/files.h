@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace twin {
 
@@ -11,6 +12,9 @@ std::string openFiles(const std::string& root);
 
 // Writes the firmware image and expected-version files that a camera is shipped with.
 std::string writeShippedFiles();
+
+// Whether a camera is shipped with this file.
+bool isShipped(std::string_view path, std::string_view content);
 
 // Makes the faults "files-unwritable" and "disk-full" hold as they are switched at present.
 //

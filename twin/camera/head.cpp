@@ -10,6 +10,7 @@
 #include "twin/clock/actors.h"
 #include "twin/clock/timeline.h"
 #include "twin/trace/output.h"
+#include "twin/trace/trace.h"
 #include "twin/world/board.h"
 #include "twin/world/fault_values.h"
 #include "twin/world/firmware.h"
@@ -264,6 +265,7 @@ bool changeMount(const std::string& mount) {
         if (!mountCamera(mount)) {
             return false;
         }
+        trace("act", "mount %s", mount.c_str());
     }
     noteChange();
     return true;
@@ -274,6 +276,7 @@ bool setControllerCounter(const std::string& axis, int value) {
         if (axis == axisName(counted)) {
             {
                 const WorldLock lock;
+                trace("act", "counter %s %d", axis.c_str(), value);
                 writeControllerCounter(counted, value);
             }
             noteChange();

@@ -18,11 +18,13 @@
 #include "twin/boundary/files.h"
 #include "twin/boundary/library_calls.h"
 #include "twin/camera/head.h"
+#include "twin/camera/heading.h"
 #include "twin/camera/journal.h"
 #include "twin/camera/settings.h"
 #include "twin/camera/state.h"
 #include "twin/camera/watch.h"
 #include "twin/clock/actors.h"
+#include "twin/trace/trace.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #include <sanitizer/lsan_interface.h>
@@ -195,6 +197,11 @@ bool outsideSignalEnds() {
 }
 
 void deliverSignal(int signal) {
+    for (const auto& [name, number] : kDaemonSignals) {
+        if (number == signal) {
+            trace("act", "signal %s", name);
+        }
+    }
     const SignalEffect effect = trySignal(signal);
     takeDaemonText(effect.printed.data(), effect.printed.size());
     endRun(effect.status);
@@ -229,6 +236,7 @@ void powerUp(const SessionOptions& options, int (*daemon)()) {
     }
     applyFileFaults();
     openOutput(options.output);
+    writeHeading(options, state);
     startWatch();
     watchForAbort();
     onPowerCut([] { endRun(runStatus()); });

@@ -1,7 +1,10 @@
 // One run of the camera, from power-up to its end.
 #pragma once
 
+#include <array>
+#include <csignal>
 #include <string>
+#include <utility>
 
 #include "twin/camera/head.h"
 #include "twin/trace/output.h"
@@ -39,6 +42,10 @@ void onRunEnd(void (*action)());
 // Notes that the run ends because of a signal to the process; and whether it does. Any thread.
 void noteOutsideSignal();
 bool outsideSignalEnds();
+
+// The signals that the daemon handles, and their names in commands.
+inline constexpr std::array<std::pair<const char*, int>, 3> kDaemonSignals = {
+    {{"TERM", SIGTERM}, {"INT", SIGINT}, {"QUIT", SIGQUIT}}};
 
 // Delivers a signal to the daemon as the operating system would, and ends the run as the daemon's
 // handler does.

@@ -8,7 +8,7 @@
 #include <charconv>
 #include <cstdio>
 #include <cstring>
-#include <optional>
+#include <utility>
 
 #include "twin/boundary/bus.h"
 #include "twin/trace/disk_limit.h"
@@ -30,7 +30,7 @@ void append(std::string_view text, bool name, std::string& line) {
     }
 }
 
-std::optional<std::string> unescaped(std::string_view text) {
+std::optional<std::string> unescaped(std::string_view text, bool zeros) {
     std::string result;
     for (std::size_t i = 0; i < text.size(); ++i) {
         if (text[i] != '\\') {
@@ -41,7 +41,7 @@ std::optional<std::string> unescaped(std::string_view text) {
         unsigned char byte = 0;
         if (code.size() != 4 || code[1] != 'x' ||
             std::from_chars(code.data() + 2, code.data() + 4, byte, 16).ptr != code.data() + 4 ||
-            byte == 0) {
+            (byte == 0 && !zeros)) {
             return std::nullopt;
         }
         result += static_cast<char>(byte);
@@ -81,22 +81,29 @@ std::string textLines(const Texts& texts) {
     return lines;
 }
 
+std::optional<std::pair<std::string, std::string>> readTextLine(std::string_view line, bool zeros) {
+    const std::size_t blank = line.find(' ');
+    if (blank == 0 || blank == std::string::npos || line.find('\0') != std::string::npos) {
+        return std::nullopt;
+    }
+    auto name = unescaped(line.substr(0, blank), false);
+    auto value = unescaped(line.substr(blank + 1), zeros);
+    if (!name || !value) {
+        return std::nullopt;
+    }
+    return std::pair(std::move(*name), std::move(*value));
+}
+
 int readTexts(std::istream& stream, std::size_t longest, Texts& texts) {
     int damaged = 0;
     std::string line;
     while (std::getline(stream, line)) {
-        const std::size_t blank = line.find(' ');
-        if (blank == 0 || blank == std::string::npos || line.find('\0') != std::string::npos) {
+        const auto entry = readTextLine(line, false);
+        if (!entry || entry->first.size() > kLongestBusText || entry->second.size() > longest) {
             ++damaged;
             continue;
         }
-        const auto name = unescaped(std::string_view(line).substr(0, blank));
-        const auto value = unescaped(std::string_view(line).substr(blank + 1));
-        if (!name || !value || name->size() > kLongestBusText || value->size() > longest) {
-            ++damaged;
-            continue;
-        }
-        texts[*name] = *value;
+        texts[entry->first] = entry->second;
     }
     return damaged;
 }

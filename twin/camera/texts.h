@@ -4,8 +4,10 @@
 #include <cstddef>
 #include <istream>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace twin {
 
@@ -19,6 +21,10 @@ std::string textLine(std::string_view name, std::string_view value);
 
 // All lines.
 std::string textLines(const Texts& texts);
+
+// What textLine was given, from its line without the end; `zeros` lets NUL bytes pass. None if the
+// line is none.
+std::optional<std::pair<std::string, std::string>> readTextLine(std::string_view line, bool zeros);
 
 // Adds what the lines say to `texts`; the last line of a name counts. Returns the number of lines
 // that are none or have a value of more than `longest` bytes.

@@ -4,7 +4,6 @@
 #include <array>
 #include <charconv>
 #include <climits>
-#include <csignal>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -19,6 +18,7 @@
 #include "twin/clock/actors.h"
 #include "twin/console/words.h"
 #include "twin/trace/output.h"
+#include "twin/trace/trace.h"
 #include "twin/world/faults.h"
 
 namespace twin {
@@ -174,13 +174,12 @@ void handleFault(Call& call) {
 }
 
 void cutPower(Call&) {
+    trace("act", "power-cut");
     endRun(runStatus());
 }
 
 void sendSignal(Call& call) {
-    constexpr std::array<std::pair<const char*, int>, 3> kSignals = {
-        {{"TERM", SIGTERM}, {"INT", SIGINT}, {"QUIT", SIGQUIT}}};
-    for (const auto& [name, number] : kSignals) {
+    for (const auto& [name, number] : kDaemonSignals) {
         if (call.word(0) == name) {
             deliverSignal(number);
         }
@@ -229,6 +228,7 @@ void setSpeed(Call& call) {
     } else if (clockIsVirtual()) {
         fail(call, "the virtual clock has no speed, accepted with --clock real");
     } else {
+        trace("act", "speed %s", text.c_str());
         setClockSpeed(speed);
     }
 }

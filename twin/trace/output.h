@@ -24,6 +24,9 @@ void answer(const std::string& text);
 // Text as it is, for prompts and greetings; leaves the process at once.
 void say(const std::string& text);
 
+// One line beside the trace, where that is printed: "# kestrel-twin TEXT".
+void remark(const std::string& text);
+
 // One line about the twin itself on standard error.
 void complain(const std::string& text);
 

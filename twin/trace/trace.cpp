@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cctype>
 #include <cinttypes>
 #include <cstdarg>
 #include <cstdio>
@@ -48,13 +49,21 @@ std::string& openLine() {
     return line;
 }
 
+// Whether the text begins with what stands for another byte in a trace.
+bool looksEscaped(std::string_view text) {
+    return text.size() >= 4 && text.starts_with("\\x") &&
+           std::isxdigit(static_cast<unsigned char>(text[2])) != 0 &&
+           std::isxdigit(static_cast<unsigned char>(text[3])) != 0;
+}
+
 // Control characters would break one event into several lines.
 std::string printable(std::string_view text) {
     std::string result;
     result.reserve(text.size());
-    for (const char c : text) {
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
         const auto byte = static_cast<unsigned char>(c);
-        if (byte >= 0x20 && byte != 0x7f) {
+        if (byte >= 0x20 && byte != 0x7f && !looksEscaped(text.substr(i))) {
             result += c;
             continue;
         }
@@ -74,13 +83,25 @@ void endLine() {
     }
 }
 
+void writeRemark(const std::string& text) {
+    if (gOptions.trace) {
+        const std::string line = "# kestrel-twin " + text;
+        std::fwrite(line.data(), 1, line.size(), gOutput);
+        endLine();
+    }
+}
+
+std::string timeText() {
+    const Microseconds time = now();
+    std::array<char, 48> text{};
+    std::snprintf(text.data(), text.size(), "%" PRId64 ".%06d", time / 1'000'000,
+                  static_cast<int>(time % 1'000'000));
+    return text.data();
+}
+
 // `print` says whether the line goes to standard output, too.
 void writeTraceLine(const char* kind, std::string_view text, bool print) {
-    const Microseconds time = now();
-    std::array<char, 64> begin{};
-    std::snprintf(begin.data(), begin.size(), "%" PRId64 ".%06d %s ", time / 1'000'000,
-                  static_cast<int>(time % 1'000'000), kind);
-    const std::string line = begin.data() + printable(text);
+    const std::string line = timeText() + " " + kind + " " + printable(text);
     if (const auto tap = gTap.load()) {
         tap(line);
     }
@@ -175,6 +196,13 @@ void answer(const std::string& text) {
     }
 }
 
+void remark(const std::string& text) {
+    const Printing printing;
+    if (gOutput != nullptr) {
+        writeRemark(text);
+    }
+}
+
 void say(const std::string& text) {
     const Printing printing;
     if (gOutput != nullptr) {
@@ -250,6 +278,7 @@ void closeOutput(bool patient) {
     if (!openLine().empty()) {
         finishDaemonLine();
     }
+    writeRemark("end " + timeText());
     if (void (*const restore)() = gRestore) {
         restore();
     }

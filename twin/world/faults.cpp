@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "twin/clock/timeline.h"
+#include "twin/trace/trace.h"
 #include "twin/world/fault_table.h"
 #include "twin/world/firmware.h"
 #include "twin/world/text_number.h"
@@ -297,6 +298,15 @@ Words split(const std::string& text) {
     return words;
 }
 
+// The words, each with a blank before it.
+std::string phraseOf(const Words& words) {
+    std::string text;
+    for (const std::string& word : words) {
+        text.append(" ").append(word);
+    }
+    return text;
+}
+
 }  // namespace
 
 std::vector<std::string> activeFaults() {
@@ -331,6 +341,9 @@ std::vector<std::string> faultCommand(const std::vector<std::string>& words, boo
     }
     const std::string error = execute(words);
     ok = error.empty();
+    if (ok) {
+        trace("act", "fault%s", phraseOf(words).c_str());
+    }
     faultsChanged();
     return {ok ? "ok" : error};
 }

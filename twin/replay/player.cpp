@@ -1,0 +1,246 @@
+#include "twin/replay/player.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "twin/boundary/bus.h"
+#include "twin/boundary/readiness.h"
+#include "twin/camera/place.h"
+#include "twin/clock/actors.h"
+#include "twin/console/commands.h"
+#include "twin/trace/output.h"
+#include "twin/trace/trace.h"
+
+namespace twin {
+
+namespace {
+
+constexpr Microseconds kLongestStart = 60'000'000;
+
+// Orders of one axis that are no further apart than this may belong to one move.
+constexpr Microseconds kOneMove = 200'000;
+
+// How far an act may come from its own time for the sake of its order, and in which steps the
+// replay looks for that.
+constexpr Microseconds kMostMoved = 3'000'000;
+constexpr Microseconds kLook = 1'000;
+
+bool writeFile(const std::string& path, const std::string& content) {
+    std::error_code error;
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path(), error);
+    std::ofstream stream(path, std::ios::binary | std::ios::trunc);
+    stream << content << std::flush;
+    return stream.good();
+}
+
+// Whether the path stays below the directory that it is added to.
+bool staysBelow(const std::string& path) {
+    const std::filesystem::path inside(path);
+    return inside.is_absolute() && inside.lexically_normal() == inside;
+}
+
+// Lays the recorded camera into a private directory. An error text, empty on success.
+std::string layCamera(const RecordedRun& run) {
+    if (std::string problem = takePlace(""); !problem.empty()) {
+        return problem;
+    }
+    const std::string& place = placeOfCamera();
+    bool good = true;
+    if (!run.head.empty()) {
+        good = writeFile(place + "/head", textLines(run.head));
+    }
+    if (!run.bus.empty()) {
+        good = writeFile(place + "/bus", textLines(run.bus)) && good;
+    }
+    for (const auto& [path, content] : run.files) {
+        if (!staysBelow(path)) {
+            return "the recorded file '" + path + "' is none of a camera's";
+        }
+        good = writeFile(place + "/root" + path, content) && good;
+    }
+    return good ? "" : failureOf(place, "cannot be written");
+}
+
+void perform(const RecordedEvent& event) {
+    std::string problem;
+    if (event.kind == "cmd") {
+        const std::size_t blank = std::min(event.text.find(' '), event.text.size());
+        problem = setFromOutside(event.text.substr(0, blank),
+                                 event.text.substr(std::min(blank + 1, event.text.size())));
+        settle();
+    } else if (event.text.starts_with("speed ")) {
+        // The replay has a clock of its own.
+        trace("act", "%s", event.text.c_str());
+    } else {
+        execute(event.text, {[&](const std::string& answer) {
+                                 problem = answer.starts_with("error ") ? answer : problem;
+                             },
+                             0});
+    }
+    if (!problem.empty()) {
+        complain("the recorded " + event.kind + " " + event.text + ": " + problem);
+    }
+}
+
+// The axis of an order to a motor, "setPanForwardS ..." as "setPan"; empty for everything else.
+std::string axisOf(const std::string& kind, const std::string& text) {
+    const std::size_t way = std::min(text.find("Forward"), text.find("Backward"));
+    return kind == "mcu" && way != std::string::npos ? text.substr(0, way) : "";
+}
+
+// The latest orders of an axis since the last act.
+struct Orders {
+    int count = 0;
+    Microseconds last = 0;
+    Microseconds before = 0;
+
+    void add(Microseconds time) {
+        ++count;
+        before = last;
+        last = time;
+    }
+};
+using OrdersOfAxes = std::map<std::string, Orders>;
+
+// The order that an act followed closely: the `count`-th of the axis since the act before. `past`
+// is the time between them, `period` that from this order to the axis's next one; 0: not known.
+struct Anchor {
+    std::string axis;
+    int count = 0;
+    Microseconds past = 0;
+    Microseconds period = 0;
+};
+
+// The order of the axis behind the one at `last`, if there is one soon.
+std::optional<Microseconds> nextOrder(const RecordedRun& run, std::size_t from,
+                                      const std::string& axis, Microseconds last) {
+    for (std::size_t i = from; i < run.events.size(); ++i) {
+        const RecordedEvent& event = run.events[i];
+        if (event.time > last + kOneMove) {
+            break;
+        }
+        if (axisOf(event.kind, event.text) == axis) {
+            return event.time;
+        }
+    }
+    return std::nullopt;
+}
+
+// What the act at `index` is anchored at, with the orders since the act before it.
+std::optional<Anchor> anchorOf(const RecordedRun& run, std::size_t index,
+                               const OrdersOfAxes& orders) {
+    const Microseconds time = run.events[index].time;
+    const std::string* axis = nullptr;
+    const Orders* latest = nullptr;
+    for (const auto& [name, given] : orders) {
+        if (given.count > 0 && time - given.last < kOneMove &&
+            (latest == nullptr || given.last > latest->last)) {
+            axis = &name;
+            latest = &given;
+        }
+    }
+    if (latest == nullptr) {
+        return std::nullopt;
+    }
+    Anchor anchor{*axis, latest->count, time - latest->last, 0};
+    const auto next = nextOrder(run, index, *axis, latest->last);
+    if (next && run.events[index].text.ends_with(" stop")) {
+        // A loop had begun its pass: the last order of a move that is stopped came behind the word.
+        return Anchor{*axis, latest->count + 1, kLook, 0};
+    }
+    if (next) {
+        anchor.period = *next - latest->last;
+    } else if (latest->count > 1) {
+        anchor.period = latest->last - latest->before;
+    }
+    // The move had ended.
+    const bool over = anchor.period != 0 && anchor.past > anchor.period * 3 / 2;
+    return over ? std::nullopt : std::optional(anchor);
+}
+
+// The orders that the replay has given since its last act; the trace tells of them.
+OrdersOfAxes& givenOrders() {
+    static auto& orders = *new OrdersOfAxes;
+    return orders;
+}
+
+void noteOrder(const std::string& line) {
+    const std::size_t kind = line.find(' ') + 1;
+    const std::size_t text = line.find(' ', kind) + 1;
+    const std::string axis = axisOf(line.substr(kind, text - kind - 1), line.substr(text));
+    if (!axis.empty()) {
+        givenOrders()[axis].add(now());
+    }
+}
+
+// Lets time pass until the replay's act should come: `time`, or the same order's turn.
+void sleepUntilOrder(const Anchor& anchor, Microseconds time) {
+    const Orders& given = givenOrders()[anchor.axis];
+    sleepUntil(time - kMostMoved);
+    while (given.count < anchor.count && now() < time + kMostMoved) {
+        sleepUntil(now() + kLook);
+    }
+    if (given.count != anchor.count) {
+        return;
+    }
+    Microseconds past = anchor.past;
+    if (anchor.period != 0 && given.count > 1) {
+        // Before the next order, however late that was when the run was recorded.
+        const Microseconds period = given.last - given.before;
+        past = std::min(past * period / anchor.period, period * 9 / 10);
+    }
+    sleepUntil(given.last + past);
+}
+
+void playActs(const RecordedRun& run, bool anchored) {
+    OrdersOfAxes recorded;
+    const std::vector<std::size_t> acts = actsOf(run);
+    auto next = acts.begin();
+    for (std::size_t i = 0; i < run.events.size() && next != acts.end(); ++i) {
+        const RecordedEvent& event = run.events[i];
+        if (const std::string axis = axisOf(event.kind, event.text); !axis.empty()) {
+            recorded[axis].add(event.time);
+        }
+        if (i != *next) {
+            continue;
+        }
+        ++next;
+        if (const auto anchor = anchorOf(run, i, recorded); anchor && anchored) {
+            sleepUntilOrder(*anchor, event.time);
+        } else {
+            sleepUntil(event.time);
+        }
+        recorded.clear();
+        givenOrders().clear();
+        perform(event);
+    }
+}
+
+}  // namespace
+
+void play(const RecordedRun& run, const SessionOptions& options, int (*daemon)()) {
+    if (const std::string problem = layCamera(run); !problem.empty()) {
+        complain(problem);
+        leavePlace();
+        _exit(2);
+    }
+    const bool anchored = options.virtualClock && !madeInVirtualTime(run);
+    if (anchored) {
+        tapTrace(noteOrder);
+    }
+    powerUp(options, daemon);
+    if (!clockIsVirtual()) {
+        waitUntilReady(kLongestStart);
+    }
+    playActs(run, anchored);
+    sleepUntil(run.end);
+    endRun(0);
+}
+
+}  // namespace twin
