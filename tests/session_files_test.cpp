@@ -19,6 +19,9 @@
 //   > COMMAND                     A command for the console; the twin's manual describes them.
 //   = ANSWER                      The console's answer, without the line that a failed one names.
 //   MILLISECONDS KIND TEXT        A line of the trace, with its time after the last `set`.
+//   @each                         What stands from here to the first @case is played for each case,
+//   @case TEXT | TEXT...          with its texts for $1, $2...; a line of which nothing is left
+//   goes.
 //
 // Answers and trace lines are all that come, in their order; a `set` stands among them at its
 // place. What a console command did besides (`act`) is left out.
@@ -159,6 +162,53 @@ void take(const std::string& directive, std::optional<Camera>& camera, Boot& boo
     }
 }
 
+struct Line {
+    int number;
+    std::string text;
+};
+
+Line filled(const Line& line, const Line& row) {
+    Line result = {row.number, line.text};
+    const std::vector<std::string> columns = split(row.text);
+    for (std::size_t at = 0; (at = result.text.find('$', at)) != std::string::npos;) {
+        const auto column = static_cast<std::size_t>(result.text.at(at + 1) - '1');
+        const std::string text = column < columns.size() ? columns[column] : "";
+        result.text.replace(at, 2, text);
+        at += text.size();
+    }
+    return result;
+}
+
+// The lines of a file that count, those of a table once for each of its cases.
+std::vector<Line> linesOf(std::ifstream& file) {
+    std::vector<Line> lines;
+    std::vector<Line> repeated;
+    std::vector<Line>* place = &lines;
+    int number = 0;
+    for (std::string text; std::getline(file, text);) {
+        ++number;
+        if (text.empty() || text[0] == '#') {
+            continue;
+        }
+        if (text == "@each") {
+            repeated.clear();
+            place = &repeated;
+        } else if (text.starts_with("@case ")) {
+            place = &lines;
+            for (const Line& line : repeated) {
+                const Line next = filled(line, {number, text.substr(6)});
+                if (!next.text.empty()) {
+                    lines.push_back(next);
+                }
+            }
+        } else {
+            place->push_back({number, text});
+        }
+    }
+    EXPECT_EQ(place, &lines) << "a table without cases";
+    return lines;
+}
+
 class SessionFile : public testing::TestWithParam<std::filesystem::path> {};
 
 TEST_P(SessionFile, ComesOutAsItIsWritten) {
@@ -167,22 +217,17 @@ TEST_P(SessionFile, ComesOutAsItIsWritten) {
     std::optional<Camera> camera;
     Boot boot;
     std::string heading = "the first boot";
-    int number = 0;
     const auto end = [&] {
         SCOPED_TRACE(heading);
         if (camera) {
             play(*camera, boot);
         }
         boot = {};
-        heading = "the boot of line " + std::to_string(number);
     };
-    for (std::string line; std::getline(file, line);) {
-        ++number;
-        if (line.empty() || line[0] == '#') {
-            continue;
-        }
+    for (const auto& [number, line] : linesOf(file)) {
         if (line.starts_with("@camera") || line == "@again") {
             end();
+            heading = "the boot of line " + std::to_string(number);
         }
         if (line[0] == '@') {
             take(line.substr(1), camera, boot);
