@@ -19,12 +19,13 @@
 //   > COMMAND                     A command for the console; the twin's manual describes them.
 //   = ANSWER                      The console's answer, without the line that a failed one names.
 //   MILLISECONDS KIND TEXT        A line of the trace, with its time after the last `set`.
-//   @each                         What stands from here to the first @case is played for each case,
-//   @case TEXT | TEXT...          with its texts for $1, $2...; a line of which nothing is left
-//   goes.
+//   @each                         What stands from here to the first @case is played for each
+//   @case TEXT | TEXT...          case, with its texts for $1, $2...; an empty line goes.
+//   ...{TEXT,TEXT...}...          A line for each of the texts.
 //
 // Answers and trace lines are all that come, in their order; a `set` stands among them at its
-// place. What a console command did besides (`act`) is left out.
+// place. What a console command did besides (`act`) is left out. At the end the counters of a camera
+// that is still on must be true.
 //
 // Every boot is replayed, too, from what it printed alone, and comes out the same to the byte.
 #include <gtest/gtest.h>
@@ -97,7 +98,12 @@ std::string transcript(const Boot& boot, const std::string& output) {
     return text.str();
 }
 
-void play(const Camera& camera, const Boot& boot) {
+void play(const Camera& camera, Boot boot) {
+    if (boot.status == 0 && boot.script.find("quit\n") == std::string::npos &&
+        boot.script.find("power-cut\n") == std::string::npos) {
+        boot.script += "check\n";
+        boot.expected += "= ok\n";
+    }
     const Session run =
         camera.run(boot.script, {"--clock", "virtual", "--trace", "--mount", boot.mount});
     EXPECT_EQ(run.status, boot.status) << run.errors;
@@ -179,6 +185,20 @@ Line filled(const Line& line, const Line& row) {
     return result;
 }
 
+void addEach(const Line& line, std::vector<Line>& lines) {
+    const std::size_t begin = line.text.find('{');
+    const std::size_t end = line.text.find('}', std::min(begin, line.text.size()));
+    if (end == std::string::npos || line.text.find(',', begin) > end) {
+        lines.push_back(line);
+        return;
+    }
+    std::istringstream texts(line.text.substr(begin + 1, end - begin - 1));
+    for (std::string text; std::getline(texts, text, ',');) {
+        addEach({line.number, line.text.substr(0, begin) + text + line.text.substr(end + 1)},
+                lines);
+    }
+}
+
 // The lines of a file that count, those of a table once for each of its cases.
 std::vector<Line> linesOf(std::ifstream& file) {
     std::vector<Line> lines;
@@ -198,11 +218,13 @@ std::vector<Line> linesOf(std::ifstream& file) {
             for (const Line& line : repeated) {
                 const Line next = filled(line, {number, text.substr(6)});
                 if (!next.text.empty()) {
-                    lines.push_back(next);
+                    addEach(next, lines);
                 }
             }
+        } else if (place == &lines) {
+            addEach({number, text}, lines);
         } else {
-            place->push_back({number, text});
+            repeated.push_back({number, text});
         }
     }
     EXPECT_EQ(place, &lines) << "a table without cases";
