@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -16,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "child.h"
 #include "session.h"
 
 namespace {
@@ -102,55 +102,16 @@ const std::string kHost = "Host: 127.0.0.1\r\n";
 // The program with a page, and requests to it.
 class Page {
 public:
-    explicit Page(std::vector<std::string> options = {"--clock", "virtual", "--quiet"},
-                  const std::string& input = "") {
-        options.insert(options.begin(), {KESTREL_TWIN_PATH, "--page", "0"});
-        std::array<int, 2> in{};
-        std::array<int, 2> out{};
-        std::array<int, 2> err{};
-        EXPECT_EQ(pipe(in.data()) + pipe(out.data()) + pipe(err.data()), 0);
-        child_ = fork();
-        if (child_ == 0) {
-            dup2(in[0], STDIN_FILENO);
-            dup2(out[1], STDOUT_FILENO);
-            dup2(err[1], STDERR_FILENO);
-            for (const int end : {in[0], in[1], out[0], out[1], err[0], err[1]}) {
-                close(end);
-            }
-            std::vector<char*> words;
-            for (std::string& option : options) {
-                words.push_back(option.data());
-            }
-            words.push_back(nullptr);
-            execv(KESTREL_TWIN_PATH, words.data());
-            _exit(127);
-        }
-        for (const int end : {in[0], out[1], err[1]}) {
-            close(end);
-        }
-        EXPECT_EQ(write(in[1], input.data(), input.size()), static_cast<ssize_t>(input.size()));
-        close(in[1]);
-        output_ = out[0];
-        errors_ = err[0];
-        std::string line;
-        for (char c = 0; read(errors_, &c, 1) == 1 && c != '\n';) {
-            line += c;
-        }
+    explicit Page(const std::vector<std::string>& options = {"--clock", "virtual", "--quiet"},
+                  const std::string& input = "")
+        : child_(withPage(options)) {
+        child_.type(input);
+        child_.endInput();
+        const std::string line = child_.readError();
         const std::string begin = "kestrel-twin: the page is at http://127.0.0.1:";
         EXPECT_THAT(line, StartsWith(begin));
         port = std::atoi(line.substr(std::min(begin.size(), line.size())).c_str());
     }
-    Page(const Page&) = delete;
-    Page& operator=(const Page&) = delete;
-    ~Page() {
-        if (child_ > 0) {
-            kill(child_, SIGKILL);
-            waitpid(child_, nullptr, 0);
-        }
-        close(output_);
-        close(errors_);
-    }
-
     // The answer to one request on a connection of its own.
     Answer raw(const std::string& text) const {
         Connection connection(port);
@@ -169,28 +130,26 @@ public:
         return json::parse(request("GET /head").body);
     }
     void signal(int number) const {
-        kill(child_, number);
+        kill(child_.pid, number);
     }
     // Waits for the program's end: its exit status, and what it printed.
     int finish(std::string* output = nullptr) {
-        std::array<char, 4096> part{};
-        for (ssize_t count = 0; (count = read(output_, part.data(), part.size())) > 0;) {
-            if (output != nullptr) {
-                output->append(part.data(), static_cast<std::size_t>(count));
-            }
+        const std::string printed = child_.readAll();
+        if (output != nullptr) {
+            *output = printed;
         }
-        int status = 0;
-        waitpid(child_, &status, 0);
-        child_ = -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        return child_.end();
     }
 
     int port = 0;
 
 private:
-    pid_t child_ = -1;
-    int output_ = -1;
-    int errors_ = -1;
+    static std::vector<std::string> withPage(std::vector<std::string> options) {
+        options.insert(options.begin(), {"--page", "0"});
+        return options;
+    }
+
+    Child child_;
 };
 
 TEST(Page, AnswersEveryRequestRightAndWrong) {

@@ -24,8 +24,8 @@
 //   ...{TEXT,TEXT...}...          A line for each of the texts.
 //
 // Answers and trace lines are all that come, in their order; a `set` stands among them at its
-// place. What a console command did besides (`act`) is left out. At the end the counters of a camera
-// that is still on must be true.
+// place. What a console command did besides (`act`) is left out. At the end the counters of a
+// camera that is still on must be true.
 //
 // Every boot is replayed, too, from what it printed alone, and comes out the same to the byte.
 #include <gtest/gtest.h>

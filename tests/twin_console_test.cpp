@@ -1,16 +1,13 @@
 // The console, the command line and what the program leaves between runs, from outside.
 #include <gmock/gmock.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <array>
 #include <csignal>
 #include <regex>
-#include <sstream>
 #include <string>
 #include <vector>
 
+#include "child.h"
 #include "session.h"
 
 namespace {
@@ -23,71 +20,6 @@ using testing::HasSubstr;
 using testing::StartsWith;
 
 const std::vector<std::string> kQuiet = {"--quiet"};
-
-std::vector<std::string> linesOf(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
-
-// A run to be talked to while it goes on, for what files cannot show.
-class Conversation {
-public:
-    explicit Conversation(std::vector<std::string> options) {
-        options.insert(options.begin(), KESTREL_TWIN_PATH);
-        std::vector<char*> arguments;
-        for (std::string& option : options) {
-            arguments.push_back(option.data());
-        }
-        arguments.push_back(nullptr);
-        std::array<int, 2> ends{};
-        EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
-        child = fork();
-        if (child == 0) {
-            dup2(ends[1], STDIN_FILENO);
-            dup2(ends[1], STDOUT_FILENO);
-            execv(arguments[0], arguments.data());
-            _exit(127);
-        }
-        close(ends[1]);
-        end_ = ends[0];
-    }
-    Conversation(const Conversation&) = delete;
-    Conversation& operator=(const Conversation&) = delete;
-    ~Conversation() {
-        close(end_);
-    }
-
-    void write(const std::string& text) const {
-        EXPECT_EQ(::write(end_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
-    }
-    // Reads until the output contains `text`, or to its end.
-    std::string readTo(const std::string& text) {
-        std::array<char, 256> part{};
-        for (ssize_t count = 1; count > 0 && seen_.find(text) == std::string::npos;) {
-            count = read(end_, part.data(), part.size());
-            seen_.append(part.data(), static_cast<std::size_t>(count > 0 ? count : 0));
-        }
-        return seen_;
-    }
-    // Ends the input and waits; the exit status.
-    int finish() {
-        shutdown(end_, SHUT_WR);
-        readTo("no such text");
-        int status = 0;
-        waitpid(child, &status, 0);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    }
-
-    pid_t child = 0;
-
-private:
-    int end_ = -1;
-    std::string seen_;
-};
 
 TEST(TwinConsole, AnswersInTheAgreedForms) {
     const auto run = Camera().run(
@@ -126,24 +58,25 @@ TEST(TwinConsole, ASignalFromInsideOrOutsideReachesTheDaemonsHandler) {
         EXPECT_THAT(run.output, EndsWith("\n0.500000 act signal " + std::string(name) +
                                          "\n0.500000 log Exit kestrel sigstop\n"
                                          "# kestrel-twin end 0.500000\n"));
-        Conversation talk({"--trace"});
+        Child talk({"--trace"});
         talk.readTo("ChackPowerOffStatus");
-        kill(talk.child, number);
+        kill(talk.pid, number);
         // While it waits for input, and only then, nothing follows the line.
-        EXPECT_THAT(talk.readTo("no such text"),
+        EXPECT_THAT(talk.readAll(),
                     ContainsRegex(" log Exit kestrel sigstop\n# kestrel-twin end [0-9.]+\n$"));
-        EXPECT_EQ(talk.finish(), 1);
+        EXPECT_EQ(talk.end(), 1);
     }
 }
 
 TEST(TwinConsole, AnswersBeforeItWaitsAndTakesALastLineWithoutEnd) {
-    Conversation talk({"--quiet"});
-    talk.write("get x\n");
+    Child talk({"--quiet"});
+    talk.type("get x\n");
     EXPECT_EQ(talk.readTo("\n"), "= x absent\n");
-    talk.write("set x 1\nexp");
-    talk.write("ect x 2");
-    EXPECT_EQ(talk.finish(), 1);
-    EXPECT_EQ(talk.readTo("FAIL"), "= x absent\n= FAIL x is 1 (line 3)\n");
+    talk.type("set x 1\nexp");
+    talk.type("ect x 2");
+    talk.endInput();
+    EXPECT_EQ(talk.readAll(), "= x absent\n= FAIL x is 1 (line 3)\n");
+    EXPECT_EQ(talk.end(), 1);
 }
 
 TEST(TwinConsole, AScriptMayBeAFileAndMayEndWithItsFirstFailure) {
@@ -178,16 +111,15 @@ TEST(TwinConsole, OutputThatCannotBeWrittenIsAFailure) {
 
 TEST(TwinConsoleRealClock, AWaitCountsFromTheSetHoweverLateItComes) {
     const Camera camera(Positions{});
-    Conversation talk(
-        {"--state", camera.pathOf("/.."), "--clock", "real", "--speed", "100", "--trace"});
-    talk.write("set lens.camN.zoom a:1200\n");
+    Child talk({"--state", camera.pathOf("/.."), "--clock", "real", "--speed", "100", "--trace"});
+    talk.type("set lens.camN.zoom a:1200\n");
     talk.readTo(" bus lens.camN.position_zoom 1200\n");
-    talk.write(
+    talk.type(
         "get lens.camN.zoomstatus\nwait lens.camN.position_zoom 1200 0\n"
         "wait lens.camN.position_zoom 1200 0\n");
-    EXPECT_EQ(talk.finish(), 1);
-    EXPECT_THAT(talk.readTo("no such text"),
-                ContainsRegex("\n= ok [0-9.]*\n(.*\n)*= timeout, .*\n"));
+    talk.endInput();
+    EXPECT_THAT(talk.readAll(), ContainsRegex("\n= ok [0-9.]*\n(.*\n)*= timeout, .*\n"));
+    EXPECT_EQ(talk.end(), 1);
 }
 
 TEST(TwinConsoleRealClock, TheFirstCommandWaitsUntilTheDaemonHearsIt) {

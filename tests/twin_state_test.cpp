@@ -2,11 +2,9 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/file.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <csignal>
 #include <cstring>
 #include <ctime>
@@ -17,9 +15,9 @@
 #include <random>
 #include <sstream>
 #include <string>
-#include <utility>
 #include <vector>
 
+#include "child.h"
 #include "session.h"
 
 namespace {
@@ -33,67 +31,10 @@ using testing::StartsWith;
 
 const std::vector<std::string> kQuiet = {"--quiet"};
 
-std::vector<std::string> linesOf(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
+// The options of a quiet run of that camera.
+std::vector<std::string> runOf(const Camera& camera, const char* clock = "virtual") {
+    return {"--quiet", "--clock", clock, "--state", camera.pathOf("/..")};
 }
-
-// A run on pipes: of a camera, or of a private one.
-class LiveRun {
-public:
-    explicit LiveRun(const Camera* camera, const char* clock = "virtual") {
-        std::array<int, 2> input{};
-        std::array<int, 2> output{};
-        EXPECT_EQ(pipe2(input.data(), O_CLOEXEC) + pipe2(output.data(), O_CLOEXEC), 0);
-        const std::string state = camera == nullptr ? "" : camera->pathOf("/..");
-        child = fork();
-        if (child == 0) {
-            dup2(input[0], STDIN_FILENO);
-            dup2(output[1], STDOUT_FILENO);
-            execl(KESTREL_TWIN_PATH, KESTREL_TWIN_PATH, "--quiet", "--clock", clock,
-                  camera == nullptr ? nullptr : "--state", state.c_str(), nullptr);
-            _exit(127);
-        }
-        close(input[0]);
-        close(output[1]);
-        input_ = input[1];
-        output_ = output[0];
-    }
-    LiveRun(const LiveRun&) = delete;
-    LiveRun& operator=(const LiveRun&) = delete;
-    ~LiveRun() {
-        close(input_);
-        stopReading();
-    }
-
-    void type(const std::string& text) const {
-        EXPECT_EQ(write(input_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
-    }
-    // Returns when everything typed has been carried out; the last of it gives one line of answer.
-    void await() const {
-        std::array<char, 4096> text{};
-        EXPECT_GT(read(output_, text.data(), text.size()), 0);
-    }
-    void stopReading() {
-        close(std::exchange(output_, -1));
-    }
-    // Waits for its end: the exit status, or 128 + the signal that ended it.
-    int end() const {
-        int status = 0;
-        EXPECT_EQ(waitpid(child, &status, 0), child);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    }
-
-    pid_t child = 0;
-
-private:
-    int input_ = -1;
-    int output_ = -1;
-};
 
 std::string contentOf(const std::string& path) {
     std::ifstream stream(path, std::ios::binary);
@@ -167,13 +108,13 @@ TEST(TwinState, AKillAtAnyInstantIsAPowerCut) {
         const Camera original(Positions{});
         Camera killed(original);
         killed.fault("power-cut " + std::to_string(kMany));
-        LiveRun run(&killed);
+        Child run(runOf(killed));
         run.type("run 20\nget x\n");
-        run.await();
+        run.readTo("\n");
         run.type(moves());
         const timespec instant{0, static_cast<long>(random() % 40'000'000)};
         nanosleep(&instant, nullptr);
-        kill(run.child, SIGKILL);
+        kill(run.pid, SIGKILL);
         EXPECT_EQ(run.end(), 128 + SIGKILL);
 
         Entries head = notedBy(killed);
@@ -204,11 +145,11 @@ TEST(TwinState, AClosedTerminalAndAGoneReaderLeaveASavedCamera) {
         for (const int signal : {SIGHUP, SIGPIPE}) {
             SCOPED_TRACE(testing::Message() << clock << signal);
             const Camera camera(Positions{});
-            LiveRun run(&camera, clock);
+            Child run(runOf(camera, clock));
             run.type("run 0.1\nset lens.camN.zoom a:2000\nrun 0.2\nset x.k 1\nget x\n");
-            run.await();
+            run.readTo("\n");
             if (signal == SIGHUP) {
-                kill(run.child, SIGHUP);
+                kill(run.pid, SIGHUP);
             } else {
                 run.stopReading();
                 run.type("get x\nquit\n");  // however soon the run would end by itself
@@ -239,29 +180,31 @@ std::vector<std::string> privatePlaces(pid_t process) {
 }
 
 TEST(TwinState, APrivateCameraOfAKilledRunGoesWithTheNextRun) {
-    LiveRun living(nullptr);
-    living.type("get x\n");
-    living.await();
-    LiveRun killed(nullptr);
-    killed.type("get x\n");
-    killed.await();
-    EXPECT_EQ(privatePlaces(killed.child).size(), 1U);
-    kill(killed.child, SIGKILL);
+    Child living(kQuiet);
+    Child killed(kQuiet);
+    const pid_t process = killed.pid;
+    for (Child* run : {&living, &killed}) {
+        run->type("get x\n");
+        run->readTo("\n");
+    }
+    EXPECT_EQ(privatePlaces(process).size(), 1U);
+    kill(process, SIGKILL);
     killed.end();
-    EXPECT_EQ(privatePlaces(killed.child).size(), 1U);
-    LiveRun next(nullptr);
+    EXPECT_EQ(privatePlaces(process).size(), 1U);
+    Child next(kQuiet);
     next.type("get x\n");
-    next.await();
-    EXPECT_TRUE(privatePlaces(killed.child).empty());
-    EXPECT_EQ(privatePlaces(living.child).size(), 1U);
+    next.readTo("\n");
+    EXPECT_TRUE(privatePlaces(process).empty());
+    EXPECT_EQ(privatePlaces(living.pid).size(), 1U);
 }
 
 TEST(TwinState, APrivateCameraLeavesNothing) {
     for (const char* const ending : {"quit", "power-cut", "signal TERM", "fly\nquit"}) {
-        LiveRun run(nullptr);
+        Child run(kQuiet);
+        const pid_t process = run.pid;
         run.type(std::string("run 1\n") + ending + "\n");
         run.end();
-        EXPECT_TRUE(privatePlaces(run.child).empty()) << ending;
+        EXPECT_TRUE(privatePlaces(process).empty()) << ending;
     }
 }
 
