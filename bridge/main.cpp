@@ -2,14 +2,18 @@
 #include <getopt.h>
 
 #include <algorithm>
+#include <charconv>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <span>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "bridge/bridge.h"
+#include "bridge/record.h"
 #include "platform/nbus.h"
 
 namespace {
@@ -18,6 +22,24 @@ struct CommandLine {
     bool run = false;
     int exitStatus = 0;
     bridge::Options options;
+    bridge::RecordOptions record;
+};
+
+// The options that this program has beside the bridge's.
+constexpr struct {
+    const char* name;
+    const char* usage;
+    const char* help;
+    bool hasValue;
+    int letter;
+} kOwnOptions[] = {
+    {"record", "--record FILE", "record the bus in FILE, for kestrel-twin --replay FILE --compare",
+     true, 'r'},
+    {"record-size", "--record-size BYTES",
+     "begin a new FILE after so many bytes, 16777216 if not said; the last four are kept", true,
+     's'},
+    {"help", "--help", "print this text", false, 'h'},
+    {"version", "--version", "print the version", false, 'v'},
 };
 
 void report(const std::string& line) {
@@ -26,7 +48,7 @@ void report(const std::string& line) {
 
 CommandLine wrong(const std::string& text) {
     report(text);
-    return {false, 2, {}};
+    return {false, 2, {}, {}};
 }
 
 std::string usageOf(const bridge::OptionRow& row) {
@@ -38,9 +60,12 @@ void printHelp() {
     for (const bridge::OptionRow& row : bridge::optionRows()) {
         std::printf("  %s\n        %s\n", usageOf(row).c_str(), row.help);
     }
+    for (const auto& row : kOwnOptions) {
+        std::printf("  %s\n        %s\n", row.usage, row.help);
+    }
     std::puts(
-        "  --help\n        print this text\n  --version\n        print the version\n\n"
-        "Exit status: 0 after SIGTERM or SIGINT; 1 if the bus is of no use; 2 for a wrong option.");
+        "\nExit status: 0 after SIGTERM or SIGINT; 1 if the bus is of no use; 2 for a wrong "
+        "option.");
 }
 
 std::string acceptedOptions() {
@@ -48,7 +73,10 @@ std::string acceptedOptions() {
     for (const bridge::OptionRow& row : bridge::optionRows()) {
         text += "--" + std::string(row.name) + ", ";
     }
-    return text + "--help, --version";
+    for (const auto& row : kOwnOptions) {
+        text += (row.letter == kOwnOptions[0].letter ? "--" : ", --") + std::string(row.name);
+    }
+    return text;
 }
 
 std::vector<option> optionTable(std::span<const bridge::OptionRow> rows) {
@@ -56,16 +84,23 @@ std::vector<option> optionTable(std::span<const bridge::OptionRow> rows) {
     for (const bridge::OptionRow& row : rows) {
         table.push_back({row.name, 1, nullptr, static_cast<int>(table.size())});
     }
-    table.push_back({"help", 0, nullptr, 'h'});
-    table.push_back({"version", 0, nullptr, 'v'});
+    for (const auto& row : kOwnOptions) {
+        table.push_back({row.name, row.hasValue ? 1 : 0, nullptr, row.letter});
+    }
     table.push_back({});
     return table;
+}
+
+bool takeSize(std::uint64_t& size, const std::string& text) {
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, size);
+    return error == std::errc{} && stop == end && size >= 65'536 && size <= 1'000'000'000'000;
 }
 
 CommandLine readCommandLine(int argc, char** argv) {
     const std::span<const bridge::OptionRow> rows = bridge::optionRows();
     const std::vector<option> table = optionTable(rows);
-    CommandLine commandLine{true, 0, {}};
+    CommandLine commandLine{true, 0, {}, {}};
     opterr = 0;
     for (;;) {
         const int current = optind;
@@ -79,6 +114,17 @@ CommandLine readCommandLine(int argc, char** argv) {
         }
         if (found == '?') {
             return wrong("unknown option " + word + ", accepted: " + acceptedOptions());
+        }
+        if (found == 'r') {
+            commandLine.record.file = optarg;
+            continue;
+        }
+        if (found == 's') {
+            if (!takeSize(commandLine.record.size, optarg)) {
+                return wrong(std::string("--record-size '") + optarg +
+                             "', accepted: 65536 to 1000000000000");
+            }
+            continue;
         }
         if (found == 'h') {
             printHelp();
@@ -107,7 +153,7 @@ CommandLine readCommandLine(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    const CommandLine commandLine = readCommandLine(argc, argv);
+    CommandLine commandLine = readCommandLine(argc, argv);
     if (!commandLine.run) {
         return commandLine.exitStatus;
     }
@@ -121,12 +167,17 @@ int main(int argc, char** argv) {
         report("the message bus does not answer");
         return 1;
     }
-    const std::string problem =
-        bridge::startBridge(commandLine.options, {"kestrel-mqtt",
-                                                  KESTREL_VERSION,
-                                                  "camera",
-                                                  {nbus_listen, nbus_get, nbus_set, nbus_get_name},
-                                                  report});
+    bridge::Bus bus{nbus_listen, nbus_get, nbus_set, nbus_get_name};
+    std::string problem;
+    if (!commandLine.record.file.empty()) {
+        commandLine.record.families = commandLine.options.families;
+        problem = bridge::startRecording(commandLine.record, bus, KESTREL_VERSION, report);
+        bus = bridge::recordedBus();
+    }
+    if (problem.empty()) {
+        problem = bridge::startBridge(commandLine.options,
+                                      {"kestrel-mqtt", KESTREL_VERSION, "camera", bus, report});
+    }
     if (!problem.empty()) {
         report(problem);
         return 1;
@@ -134,4 +185,7 @@ int main(int argc, char** argv) {
     int signal = 0;
     sigwait(&signals, &signal);
     bridge::stopBridge();
+    if (!commandLine.record.file.empty()) {
+        bridge::stopRecording();
+    }
 }

@@ -14,6 +14,8 @@
 #include <sstream>
 #include <thread>
 
+#include "tests/recordings.h"
+
 namespace {
 
 constexpr int kWorkers = 2;
@@ -124,7 +126,10 @@ void showProgress(const Campaign& campaign, const Progress& progress, std::size_
 void work(const Campaign& campaign, const std::vector<std::string>& cases, std::uint64_t seed,
           Progress& progress) {
     for (std::size_t i = 0; (i = progress.next++) < cases.size();) {
+        forgetRecordings();
         const std::string problems = campaign.run(cases[i]);
+        const std::string replay =
+            problems.empty() ? "" : saveRecordings(std::string(campaign.name) + "-" + cases[i]);
         const std::lock_guard lock(progress.mutex);
         ++progress.done;
         if (!problems.empty()) {
@@ -132,6 +137,9 @@ void work(const Campaign& campaign, const std::vector<std::string>& cases, std::
             std::printf("%s\n%s    script/campaign %s --seed %llu --case '%s'\n", cases[i].c_str(),
                         problems.c_str(), campaign.name, static_cast<unsigned long long>(seed),
                         cases[i].c_str());
+            if (!replay.empty()) {
+                std::printf("    %s\n", replay.c_str());
+            }
             std::fflush(stdout);
         }
         if (progress.done % 100 == 0 || progress.done == cases.size()) {

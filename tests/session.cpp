@@ -1,5 +1,7 @@
 #include "session.h"
 
+#include "recordings.h"
+
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <spawn.h>
@@ -8,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -18,6 +21,30 @@
 #include <sstream>
 
 namespace {
+
+// What the runs of this thread printed, of those that print a trace.
+thread_local std::string tRecordings;
+
+// A test that fails leaves its recordings.
+class Keeper : public testing::EmptyTestEventListener {
+    void OnTestStart(const testing::TestInfo&) override {
+        forgetRecordings();
+    }
+    void OnTestEnd(const testing::TestInfo& test) override {
+        if (!test.result()->Failed()) {
+            return;
+        }
+        const std::string command =
+            saveRecordings(std::string(test.test_suite_name()) + "-" + test.name());
+        if (!command.empty()) {
+            std::printf("Its runs again: %s\n", command.c_str());
+        }
+    }
+};
+[[maybe_unused]] const bool kKept = [] {
+    testing::UnitTest::GetInstance()->listeners().Append(new Keeper);
+    return true;
+}();
 
 // Events that go on beside every move.
 constexpr std::array kBackground = {
@@ -312,7 +339,27 @@ Session Camera::start(const std::vector<std::string>& arguments, const std::stri
     run.output = readFile(streams[1]).value_or("");
     run.errors = readFile(streams[2]).value_or("");
     sortLines(run);
+    if (run.output.starts_with("# kestrel-twin ")) {
+        tRecordings += run.output;
+    }
     return run;
+}
+
+void forgetRecordings() {
+    tRecordings.clear();
+}
+
+std::string saveRecordings(const std::string& name) {
+    if (tRecordings.empty()) {
+        return {};
+    }
+    std::string file = name;
+    std::replace_if(
+        file.begin(), file.end(), [](unsigned char c) { return std::isalnum(c) == 0; }, '-');
+    const std::string path = KESTREL_RECORDINGS "/" + file + ".txt";
+    std::filesystem::create_directories(KESTREL_RECORDINGS);
+    writeFile(path, tRecordings);
+    return std::string(KESTREL_TWIN_PATH) + " --replay " + path;
 }
 
 std::string Camera::pathOf(const std::string& path) const {

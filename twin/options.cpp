@@ -67,7 +67,6 @@ bool takeLensType(Given& given, const char* value) {
 bool takeMount(Given& given, const char* value) {
     constexpr std::array<std::string_view, 6> kMounts = {"ceiling", "desktop", "wall0",
                                                          "wall90",  "wall180", "wall270"};
-    given.notWithReplay = "--mount";
     given.options.session.camera.mount = value;
     return std::find(kMounts.begin(), kMounts.end(), value) != kMounts.end();
 }

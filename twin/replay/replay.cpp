@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "twin/replay/comparison.h"
+#include "twin/replay/field.h"
 #include "twin/replay/player.h"
 #include "twin/replay/recording.h"
 #include "twin/trace/output.h"
@@ -18,6 +19,9 @@
 namespace twin {
 
 namespace {
+
+constexpr int kNoUse = 2;
+constexpr const char* kFieldProgram = "kestrel-mqtt";
 
 // Runs `work`, which does not return, in a process of its own. Its exit status.
 int inOwnProcess(const std::function<void()>& work) {
@@ -98,27 +102,54 @@ std::optional<SessionOptions> optionsFor(const RecordedRun& run, const SessionOp
     return options;
 }
 
+// Each returns the run's exit status.
+
+int replayTwin(const RecordedRun& run, const ReplayOptions& options, const SessionOptions& session,
+               int (*daemon)()) {
+    if (!session.camera.mount.empty()) {
+        complain("--mount is accepted for recordings of kestrel-mqtt only");
+        return kNoUse;
+    }
+    const auto made = optionsFor(run, session, options.file);
+    if (!made) {
+        return kNoUse;
+    }
+    if (!options.compare) {
+        return inOwnProcess([&] { play(run, *made, daemon); });
+    }
+    const auto again = replayed(run, *made, daemon);
+    return !again ? kNoUse : printComparison(run, *again) ? 0 : 1;
+}
+
+int replayField(const RecordedRun& run, const ReplayOptions& options, const SessionOptions& session,
+                int (*daemon)()) {
+    const RecordedRun model = modelRunFor(run, session.camera.mount);
+    const auto made = optionsFor(model, session, options.file);
+    if (!made) {
+        return kNoUse;
+    }
+    if (!options.compare) {
+        return inOwnProcess([&] { play(model, *made, daemon); });
+    }
+    const auto came = replayed(model, *made, daemon);
+    return !came ? kNoUse : printFieldComparison(run, *came) ? 0 : 1;
+}
+
 }  // namespace
 
 int runReplay(const ReplayOptions& options, const SessionOptions& session, int (*daemon)()) {
     const Recording recording = readRecording(options.file);
     if (!usable(recording, options)) {
-        return 2;
+        return kNoUse;
     }
     int status = 0;
     for (const RecordedRun& run : recording.runs) {
-        const auto made = optionsFor(run, session, options.file);
-        if (!made) {
-            return 2;
+        const int one = run.program == kFieldProgram ? replayField(run, options, session, daemon)
+                                                     : replayTwin(run, options, session, daemon);
+        if (one == kNoUse) {
+            return kNoUse;
         }
-        if (!options.compare) {
-            const int end = inOwnProcess([&] { play(run, *made, daemon); });
-            status = status == 0 ? end : status;
-        } else if (const auto again = replayed(run, *made, daemon)) {
-            status = printComparison(run, *again) ? status : 1;
-        } else {
-            return 2;
-        }
+        status = status == 0 ? one : status;
     }
     return status;
 }

@@ -60,10 +60,10 @@ constexpr const char* kFunctions[] = {"setPanForwardS",
                                       "nbus_get_name"};
 constexpr std::size_t kMostSubjects = std::size(kFunctions);
 
-// The numbers that a fault takes; percentages are kept in thousandths.
+// The numbers that a fault takes; percentages and factors are kept in thousandths.
 constexpr ValueRow kNoValue = {Value::none, "", 1, 1};
 constexpr ValueRow kSteps = {Value::count, "N (1 to 100000)", 1, 100'000};
-constexpr ValueRow kFactor = {Value::count, "FACTOR (1 to 1000)", 1, 1'000};
+constexpr ValueRow kFactor = {Value::factor, "FACTOR (1 to 1000)", 1'000, 1'000'000};
 constexpr ValueRow kCounts = {Value::count, "COUNTS (1 to 32767)", 1, 32'767};
 constexpr ValueRow kCalls = {Value::calls, "N|always (N 1 to 1000000)", 1, 1'000'000};
 constexpr ValueRow kChanges = {Value::count, "N (1 to 1000000)", 1, 1'000'000};

@@ -10,12 +10,12 @@ namespace twin {
 
 // What stands at a fault's end: mostly one word.
 // `set` is a count, a key and a value.
-enum class Value { none, count, calls, hex, offset, percent, set };
+enum class Value { none, count, calls, hex, offset, percent, factor, set };
 
 struct ValueRow {
     Value value;
     const char* word;
-    // Of what is kept: percentages in thousandths.
+    // Of what is kept: percentages and factors in thousandths.
     int low;
     int high;
 };

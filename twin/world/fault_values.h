@@ -11,7 +11,7 @@ enum class Fault {
     axisStuck,        // 1
     axisSlip,         // steps still to be lost
     axisNeverReady,   // 1
-    axisSlow,         // factor
+    axisSlow,         // factor in thousandths
     sensorAbsent,     // 1
     sensorFrozen,     // 1
     sensorNoise,      // amplitude in counts

@@ -57,6 +57,9 @@ std::string valueText(Value kind, int value) {
         case Value::percent:
             std::snprintf(text, sizeof text, "%d.%03d", value / 1000, value % 1000);
             break;
+        case Value::factor:
+            std::snprintf(text, sizeof text, "%.7g", value / 1000.0);
+            break;
         case Value::set:
             return std::to_string(value) + " " + outsideSet();
         case Value::calls:
@@ -80,12 +83,12 @@ bool readValue(const ValueRow& row, const std::string& text, int& value) {
         value = -1;
         return true;
     }
-    if (row.value == Value::percent) {
-        double percent = 0.0;
-        if (!readDecimal(text, percent) || !(percent > 0.0 && percent < 100.0)) {
+    if (row.value == Value::percent || row.value == Value::factor) {
+        double number = 0.0;
+        if (!readDecimal(text, number) || !(number > 0.0 && number <= 1000.0)) {
             return false;
         }
-        value = static_cast<int>(std::lround(percent * 1000.0));
+        value = static_cast<int>(std::lround(number * 1000.0));
     } else if (!readNumber(text, row.value == Value::hex ? 16 : 10, value)) {
         return false;
     }

@@ -78,8 +78,9 @@ std::int64_t rateOf(Axis axis, int speed) {
         const int code = std::clamp(speed, 0, 255);
         rate = std::llround(coded * 1000.0 * std::exp2((code - 250) / 16.0));
     }
-    const int slow = faultValue(Fault::axisSlow, indexOf(axis));
-    return std::max<std::int64_t>(1, rate / std::max(1, slow));
+    // Thousandths; 0 without the fault.
+    const int slow = std::max(1000, faultValue(Fault::axisSlow, indexOf(axis)));
+    return std::max<std::int64_t>(1, rate * 1000 / slow);
 }
 
 // Steps are at most 2^31, so that the products below stay within 63 bits.
