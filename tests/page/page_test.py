@@ -236,8 +236,10 @@ class Buttons(unittest.TestCase):
                 bar.click()  # in its middle
                 goal = page.wait(lambda: re.fullmatch(rf"sent: set lens.camN.{axis} a:(\d+)", page.sent() or ""),
                                  "the middle is sent")
+                page.wait(page.find(f'[data-axis="{axis}"] .target').is_displayed, "the target is shown")
                 twin.run(12)
                 self.assertEqual(twin.position(axis), int(goal.group(1)))
+                page.wait(lambda: not page.find(f'[data-axis="{axis}"] .target').is_displayed(), "until it is reached")
 
     def test_any_key_can_be_set_and_the_console_answers(self):
         for selector, text in (("#set-key", "lens.camN.zoom"), ("#set-value", "a:77")):
@@ -471,6 +473,27 @@ class Whole(unittest.TestCase):
         twin.do("set lens.camN.zoom a:55", "run 5")
         page.wait_equal(lambda: page.text('[data-key="lens.camN.position_zoom"] .value'), "55", "its keys are the new ones")
         page.forgive("ERR_")
+
+    def test_a_key_that_changes_while_all_are_read_keeps_its_new_value(self):
+        page.script("""
+            const real = window.fetch;
+            window.fetch = async (path, ...rest) => {
+                const answer = await real(path, ...rest);
+                if (path !== '/bus') return answer;
+                const text = await answer.text();
+                await new Promise((go) => { window.deliver = go; });
+                return new Response(text);
+            };
+            window.unhold = () => { window.fetch = real; window.deliver(); }""")
+        twin.do("power-cut", "power-on", "run 20")
+        page.wait(lambda: page.script("return window.deliver !== undefined"), "the keys are read")
+        twin.do("set lens.camN.zoom a:66", "run 5")
+        shown = '[data-key="lens.camN.position_zoom"] .value'
+        page.wait_equal(lambda: page.text(shown), "66", "the event comes first")
+        page.script("window.unhold()")
+        page.wait_equal(lambda: page.text(shown), "66", "the key is still the new one")
+        page.drawn()
+        self.assertEqual(page.text(shown), "66")
 
     def test_keyboard(self):
         def key(element, name, down=True):

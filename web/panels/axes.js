@@ -113,7 +113,8 @@ function showRow({axis, bar, status, value, mark, lost, parts}, head) {
     const word = model.bus.get(statusKey(axis.name)) ?? '–';
     const [least, most] = rangeOf(axis);
     const target = targets.get(axis.name);
-    if (target && !target.asked && !truth.busy) targets.delete(axis.name);
+    // What was asked for is reached where the daemon says so, wherever the axis may really be.
+    if (target && !truth.busy && (!target.asked || said === target.goal)) targets.delete(axis.name);
     parts.range.style.left = `${placeOf(axis, least)}%`;
     parts.range.style.right = `${100 - placeOf(axis, most)}%`;
     parts.true.style.left = `${placeOf(axis, truth.position)}%`;
@@ -155,6 +156,8 @@ function followOrder({kind, text}) {
         if (moved === null || targets.get(moved.axis.name)?.asked) return;
         const goal = head[moved.axis.name].position + moved.direction * Number(steps);
         targets.set(moved.axis.name, {goal, asked: false});
+    } else if (/^lens\.camN\.(action\.cmd|act_preset) /.test(text)) {
+        targets.clear();
     } else if (kind === 'cmd' || kind === 'bus') {
         const word = /^lens\.camN\.(pan|tilt|rotate|zoom|focus|iris) (?:a:(-?\d+)|.*)$/.exec(text);
         if (word === null) return;

@@ -35,12 +35,26 @@ async function ask(commands) {
     }
 }
 
-/** Reads all keys anew. */
+/**
+ * For each reading of all keys that is under way, what events have set meanwhile.
+ * @type {Set<Map<string, string>>}
+ */
+const readings = new Set();
+
+/** Reads all keys anew. What the answer says may be older than what events say by then. */
 async function readBus() {
-    const response = await fetch('/bus');
-    if (!response.ok) return;
-    model.bus = new Map(Object.entries(await response.json()));
-    tell('bus', null);
+    /** @type {Map<string, string>} */
+    const meanwhile = new Map();
+    readings.add(meanwhile);
+    try {
+        const response = await fetch('/bus');
+        if (!response.ok) return;
+        const keys = Object.entries(await response.json());
+        model.bus = new Map([...keys, ...meanwhile]);
+        tell('bus', null);
+    } finally {
+        readings.delete(meanwhile);
+    }
 }
 
 /** Reads which faults there are and which are in force. */
@@ -104,7 +118,9 @@ function tellTrace() {
         if (kind === 'bus' || kind === 'cmd') {
             const blank = text.indexOf(' ');
             const key = blank < 0 ? text : text.slice(0, blank);
-            model.bus.set(key, blank < 0 ? '' : text.slice(blank + 1));
+            const value = blank < 0 ? '' : text.slice(blank + 1);
+            model.bus.set(key, value);
+            for (const meanwhile of readings) meanwhile.set(key, value);
             keys.add(key);
         } else if (kind === 'act' && text.startsWith('fault')) {
             readFaults();
