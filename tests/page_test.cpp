@@ -49,15 +49,17 @@ public:
         close(descriptor_);
     }
 
-    void send(const std::string& text) const {
+    // False if the server has had enough before the end.
+    bool send(const std::string& text) const {
         for (std::size_t sent = 0; sent < text.size();) {
             const ssize_t count =
                 ::send(descriptor_, text.data() + sent, text.size() - sent, MSG_NOSIGNAL);
             if (count <= 0) {
-                return;  // the server has had enough
+                return false;
             }
             sent += static_cast<std::size_t>(count);
         }
+        return true;
     }
     // Reads until `text` has come, or to the end. What was read is not read again.
     std::string readTo(const std::string& text) {
@@ -112,16 +114,21 @@ public:
         EXPECT_THAT(line, StartsWith(begin));
         port = std::atoi(line.substr(std::min(begin.size(), line.size())).c_str());
     }
-    // The answer to one request on a connection of its own.
+    // The answer to what may be no request, on a connection of its own.
     Answer raw(const std::string& text) const {
         Connection connection(port);
         connection.send(text);
         return answerOf(connection.readAll());
     }
+    // A request is read to its end whatever the answer is, else its sender may not see that.
     Answer request(const std::string& line, const std::string& body = "",
                    const std::string& headers = kHost) const {
-        return raw(line + " HTTP/1.1\r\n" + headers + "Connection: close\r\nContent-Length: " +
-                   std::to_string(body.size()) + "\r\n\r\n" + body);
+        Connection connection(port);
+        EXPECT_TRUE(connection.send(line + " HTTP/1.1\r\n" + headers +
+                                    "Connection: close\r\nContent-Length: " +
+                                    std::to_string(body.size()) + "\r\n\r\n" + body))
+            << line;
+        return answerOf(connection.readAll());
     }
     Answer console(const std::string& commands) const {
         return request("POST /console", commands);
@@ -197,11 +204,16 @@ TEST(Page, AnswersEveryRequestRightAndWrong) {
         {"POST /main.js", "x", kHost, 405, "Allow: GET, HEAD\r\n"},
         {"BREW /head", "", kHost, 405, "accepted: GET"},
         {"POST /console", std::string(65'537, 'x'), kHost, 413, "65536 bytes"},
+        {"POST /nowhere", std::string(1'000'000, 'x'), kHost, 413, "65536 bytes"},
+        {"PUT /nowhere", std::string(65'000, 'x'), kHost, 404, "no such path"},
+        {"GET /" + std::string(30'000, 'a'), "", kHost, 414, "target too long, accepted: 24576"},
+        {"GET /head", "", kHost + "X: " + std::string(30'000, 'a') + "\r\n", 431, "headers too"},
+        {"GET /head", "", "", 400, "accepted: one Host header\n"},
         {"GET /head", "", "Host: head.example\r\n", 403, foreign},
         {"GET /head", "", "Host: 127.0.0.1.head.example\r\n", 403, foreign},
         {"GET /head", "", "Host: 127.0.0.1:80x\r\n", 403, foreign},
         {"GET /head", "", "Host: [::1\r\n", 403, foreign},
-        {"GET /head", "", kHost + "Host: localhost\r\n", 403, foreign},
+        {"GET /head", "", kHost + "Host: localhost\r\n", 400, "accepted: one Host header\n"},
         {"GET /head", "", "Host: localhost:8080\r\n", 200, "\"on\":true"},
         {"GET /head", "", "Host: [::1]:8080\r\n", 200, "\"on\":true"},
         {"POST /console", "get x", kHost + "Origin: http://head.example\r\n", 403, "other sites'"},
@@ -230,10 +242,9 @@ TEST(Page, GarbageAndWhatIsCutOffIsRefusedAndHarmsNothing) {
         std::string text;
         int status;
     } cases[] = {
-        {"GET /head HTTP/1.1\r\nConnection: close\r\n\r\n", 400},
         {"\x16\x03\x01\x02\r\n\r\n", 0},
-        {"GET /" + std::string(40'000, 'a') + " HTTP/1.1\r\n\r\n", 414},
-        {"GET /head HTTP/1.1\r\n" + kHost + "X: " + std::string(40'000, 'a') + "\r\n\r\n", 431},
+        {"GET /" + std::string(100'000, 'a') + " HTTP/1.1\r\n\r\n", 414},
+        {"GET /head HTTP/1.1\r\n" + kHost + "X: " + std::string(100'000, 'a') + "\r\n\r\n", 431},
         {"POST /console HTTP/1.1\r\n" + kHost + "Content-Length: -1\r\n\r\n", 0},
         {"POST /console HTTP/1.1\r\n" + kHost + "Content-Length: 99999999999999999999\r\n\r\n", 0},
         {"POST /console HTTP/1.1\r\n" + kHost +
@@ -373,7 +384,9 @@ TEST(Page, APowerCutLeavesTheProgramAndPowerOnBootsTheSameCamera) {
     // One connection, one script; the mechanism and lasting keys stay.
     Answer answer = page.console("power-cut\nhead\n");
     EXPECT_EQ(answer.status, 422);
-    EXPECT_EQ(answer.body, "= error the camera is off, accepted: power-on, quit, help\n");
+    EXPECT_EQ(answer.body, "= error the camera is off, accepted: power-on, quit, help (line 2)\n");
+    answer = page.console("power-on\npower-cut\nhead\npower-on\n\nget\npower-cut");
+    EXPECT_THAT(answer.body, AllOf(HasSubstr("help (line 3)\n"), EndsWith("(line 6)\n")));
     const json off = page.head();
     EXPECT_FALSE(off["on"].get<bool>());
     EXPECT_EQ(off["pan"]["position"], before["pan"]["position"]);
@@ -392,14 +405,14 @@ TEST(Page, APowerCutLeavesTheProgramAndPowerOnBootsTheSameCamera) {
 }
 
 TEST(Page, StandardInputGoesOnAfterAPowerCut) {
-    Page page(
-        {"--clock", "virtual", "--quiet"},
-        "set x.a 1\npower-cut\nget x.a\npower-on\nget x.a\nget lens.global.led_power\nquit\n");
+    Page page({"--clock", "virtual", "--quiet"},
+              "set x.a 1\npower-cut\nget x.a\npower-on\nget x.a\nexpect x.a 2\n"
+              "get lens.global.led_power\nquit\n");
     std::string output;
     EXPECT_EQ(page.finish(&output), 1);
     EXPECT_EQ(output,
-              "= error the camera is off, accepted: power-on, quit, help\n= x.a 1\n"
-              "= lens.global.led_power 255\n");
+              "= error the camera is off, accepted: power-on, quit, help (line 3)\n= x.a 1\n"
+              "= FAIL x.a is 1 (line 6)\n= lens.global.led_power 255\n");
 }
 
 TEST(Page, RealClockAClientThatLeavesInAWaitHarmsNothing) {

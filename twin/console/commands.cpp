@@ -52,8 +52,7 @@ void reply(const Call& call, const std::string& text) {
 // An answer that fails the command; says where the line stands.
 void failWith(Call& call, const std::string& text) {
     call.good = false;
-    const int line = call.answers.line;
-    reply(call, line == 0 ? text : text + " (line " + std::to_string(line) + ")");
+    reply(call, text + placeOf(call.answers.line));
 }
 
 void fail(Call& call, const std::string& text) {
@@ -331,6 +330,10 @@ void awaitStart() {
 }
 
 }  // namespace
+
+std::string placeOf(int line) {
+    return line == 0 ? "" : " (line " + std::to_string(line) + ")";
+}
 
 bool execute(const std::string& line, const Answers& answers) {
     const Words words = splitLine(line);

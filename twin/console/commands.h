@@ -16,6 +16,9 @@ struct Answers {
     int line = 0;
 };
 
+// What a failed answer ends with: " (line 3)", or nothing where the line has no number.
+std::string placeOf(int line);
+
 // Carries a command out; blank lines and remarks are none. False if it was wrong, or if what it
 // expected did not come. With the virtual clock time moves only in here. The console's thread only.
 bool execute(const std::string& line, const Answers& answers);

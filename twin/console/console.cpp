@@ -29,14 +29,16 @@ constexpr const char* kGreeting =
 bool gKeptOpen = false;
 
 bool fail(const std::string& text, int line) {
-    answer("error " + text + " (line " + std::to_string(line) + ")");
+    answer("error " + text + placeOf(line));
     return false;
 }
 
 // Takes the next line and carries it out. False if it failed; `end` if there is no more.
-bool takeLine(int number, bool& end) {
+bool takeLine(bool& end) {
     static auto& line = *new std::string;
-    switch (readLine(line, flushOutput)) {
+    const LineResult result = readLine(line, flushOutput);
+    const int number = linesRead();
+    switch (result) {
         case LineResult::line:
             return execute(line, {answer, number});
         case LineResult::tooLong:
@@ -57,8 +59,8 @@ bool takeLine(int number, bool& end) {
 
 void takeScript(bool stopOnError) {
     bool end = false;
-    for (int number = 1; !end && !quitAsked(); ++number) {
-        if (!takeLine(number, end)) {
+    while (!end && !quitAsked()) {
+        if (!takeLine(end)) {
             failRun();
             end = end || stopOnError;
         }

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstddef>
 
@@ -19,6 +20,7 @@ std::string& buffer() {
 }
 std::size_t gUsed = 0;  // of the buffer
 bool gBroken = false;
+std::atomic<int> gLines{0};
 
 // Waits for input. False at its end.
 bool fillBuffer() {
@@ -43,9 +45,14 @@ bool fillBuffer() {
 
 }  // namespace
 
-void giveInput(const std::string& text) {
+int linesRead() {
+    return gLines;
+}
+
+void giveInput(const std::string& text, int lines) {
     buffer() = text;
     gUsed = 0;
+    gLines = lines;
 }
 
 std::string unusedInput() {
@@ -80,6 +87,7 @@ LineResult readLine(std::string& line, void (*beforeWaiting)()) {
     if (!begun) {
         return LineResult::end;
     }
+    ++gLines;
     if (tooLong) {
         return LineResult::tooLong;
     }

@@ -19,8 +19,12 @@ constexpr std::size_t kLongestInputLine = 4096;
 // Reads the next line of standard input. Calls `beforeWaiting` before it has to wait for more.
 LineResult readLine(std::string& line, void (*beforeWaiting)());
 
-// Input that was read elsewhere and comes first; and what was read and is not used yet.
-void giveInput(const std::string& text);
+// How many lines have been read.
+int linesRead();
+
+// Input that was read elsewhere and comes first, after so many lines; and what was read and is not
+// used yet.
+void giveInput(const std::string& text, int lines);
 std::string unusedInput();
 
 }  // namespace twin

@@ -16,7 +16,8 @@ struct Boot {
     // What else goes with the run: begun after power-up, ended where the run ends by itself.
     std::function<void()> startServices;
     std::function<void()> stopServices;
-    std::string input;  // read from standard input and not carried out yet
+    std::string input;   // read from standard input and not carried out yet,
+    int inputLines = 0;  // and how many lines came before
 };
 
 }  // namespace twin

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <functional>
 #include <mutex>
 #include <set>
@@ -65,7 +66,8 @@ void sayFarewell() {
     const std::string reason = over ? "quit" : outsideSignalEnds() ? "signal" : "off";
     tellHead(true);
     closeOutbox({PacketKind::farewell, 0,
-                 reason + "\n" + std::to_string(clockSpeed()) + "\n" + unusedInput()});
+                 reason + "\n" + std::to_string(clockSpeed()) + "\n" + std::to_string(linesRead()) +
+                     "\n" + unusedInput()});
 }
 
 // With the virtual clock the world is the console's thread's alone.
@@ -120,7 +122,7 @@ bool takeLine(std::string line, const Answers& answers) {
     }
     if (line.size() > kLongestInputLine || line.find('\0') != std::string::npos) {
         answers.take("error NUL bytes or more than " + std::to_string(kLongestInputLine) +
-                     " bytes in line " + std::to_string(answers.line) + ", accepted: text");
+                     " bytes, accepted: text" + placeOf(answers.line));
         return false;
     }
     return execute(line, answers);
@@ -173,15 +175,16 @@ void answerConsole(const Packet& question) {
     const std::uint32_t number = question.number;
     setPresent(number);
     Answers answers{
-        [number](const std::string& text) { post(PacketKind::answer, number, "= " + text); }, 0};
+        [number](const std::string& text) { post(PacketKind::answer, number, "= " + text); },
+        static_cast<int>(std::strtol(question.text.c_str(), nullptr, 10))};
     bool good = true;
-    for (std::size_t begin = 0;
+    for (std::size_t begin = question.text.find('\n') + 1;
          begin < question.text.size() && !quitAsked() && !isForsaken(number);) {
         const std::size_t end = std::min(question.text.find('\n', begin), question.text.size());
-        ++answers.line;
         post(PacketKind::begin, number, "");
         good = takeLine(question.text.substr(begin, end - begin), answers) && good;
         post(PacketKind::end, number, "");
+        answers.line += answers.line > 0 ? 1 : 0;
         begin = end + 1;
     }
     setPresent(0);
@@ -246,7 +249,7 @@ void runCamera(const Boot& boot, int link) {
     post(PacketKind::ready, 0, "");
     std::thread(takePackets, link).detach();
     keepConsoleOpen();
-    giveInput(boot.input);
+    giveInput(boot.input, boot.inputLines);
     const int status = runConsole(boot.console);
     gQuit = true;
     boot.stopServices();

@@ -12,7 +12,7 @@ namespace twin {
 // the comment.
 enum class PacketKind : char {
     // From the page. Each of the questions is answered by `finished` with the same number.
-    console,  // command lines
+    console,  // the first line's number, 0 for none, and on lines of their own the commands
     head,     // -
     bus,      // the prefix
     set,      // the key, a NUL, the value
@@ -29,7 +29,8 @@ enum class PacketKind : char {
     lost,      // how many events are missing here
     headNow,   // the head's JSON; number 0
     farewell,  // why the run ends: "quit", "signal" or "off", and on lines of their own what the
-               // next run begins with: the speed, and the input that is still unread
+               // next run begins with: the speed, how many lines of the input are done, and the
+               // input that is still unread
 };
 
 struct Packet {

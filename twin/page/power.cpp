@@ -13,6 +13,7 @@
 #include <string_view>
 #include <utility>
 
+#include "twin/console/commands.h"
 #include "twin/console/line_reader.h"
 #include "twin/page/json.h"
 
@@ -30,7 +31,8 @@ enum class Power { off, starting, on, over };
 struct Question {
     std::uint32_t number = 0;
     PacketKind kind{};
-    std::string text;    // of a console question: what has not been carried out yet
+    std::string text;    // of a console question: what has not been carried out yet,
+    int line = 0;        // and the number of its first line; 0 for none
     bool begun = false;  // its first line is being carried out
     Done done;           // none: whoever asked has gone away
     Reply reply;
@@ -84,9 +86,17 @@ void tellCamera(PacketKind kind, std::uint32_t number, const std::string& text) 
     sendOutbox();
 }
 
+void putToCamera(const Question& question) {
+    const bool console = question.kind == PacketKind::console;
+    tellCamera(question.kind, question.number,
+               (console ? std::to_string(question.line) + "\n" : "") + question.text);
+}
+
 // A line and its end.
-void dropLine(std::string& text) {
+void dropLine(Question& question) {
+    std::string& text = question.text;
     text.erase(0, std::min(text.find('\n'), text.size() - 1) + 1);
+    question.line += question.line > 0 ? 1 : 0;
 }
 
 void addAnswer(Question& question, const std::string& answer) {
@@ -98,9 +108,10 @@ void addAnswer(Question& question, const std::string& answer) {
     }
 }
 
+// Says what is wrong with the present line.
 void failLine(Question& question, const std::string& error) {
     question.reply.failed = true;
-    addAnswer(question, "= error " + error);
+    addAnswer(question, "= error " + error + placeOf(question.line));
 }
 
 void finish(const std::deque<Question>::iterator& position) {
@@ -191,7 +202,7 @@ void workOff() {
             const std::string line = question.text.substr(0, question.text.find('\n'));
             carryOutOff(question, line);
             if (!question.begun) {
-                dropLine(question.text);
+                dropLine(question);
             }
         }
         if (question.text.empty()) {
@@ -227,7 +238,9 @@ void workInput() {
         std::string line = input.substr(0, end);
         input.erase(0, complete ? end + 1 : input.size());
         gInputLineBusy = true;
-        ask(PacketKind::console, std::move(line), printReply);
+        ++gBoot.inputLines;
+        ask(PacketKind::console, std::move(line), printReply,
+            gBoot.console.interactive ? 0 : gBoot.inputLines);
     }
 }
 
@@ -254,19 +267,19 @@ void takeReady() {
     gBoot.input.clear();
     if (!gQuestions.empty() && gQuestions.front().begun) {
         gQuestions.front().begun = false;
-        dropLine(gQuestions.front().text);
+        dropLine(gQuestions.front());
         if (gQuestions.front().text.empty()) {
             finish(gQuestions.begin());
         }
     }
     for (const Question& question : gQuestions) {
-        tellCamera(question.kind, question.number, question.text);
+        putToCamera(question);
     }
 }
 
 void takeFarewell() {
-    // REASON, SPEED, and the rest is input.
-    std::array<std::string, 2> lines;
+    // REASON, SPEED, LINES, and the rest is input.
+    std::array<std::string, 3> lines;
     std::size_t begin = 0;
     for (std::string& line : lines) {
         const std::size_t end = std::min(gFarewell.find('\n', begin), gFarewell.size());
@@ -275,6 +288,7 @@ void takeFarewell() {
     }
     if (!lines[0].empty()) {
         gBoot.session.speed = std::strtod(lines[1].c_str(), nullptr);
+        gBoot.inputLines = static_cast<int>(std::strtol(lines[2].c_str(), nullptr, 10));
         gBoot.input = gFarewell.substr(begin);
     }
     gPower = lines[0] == "quit" || lines[0] == "signal" ? Power::over : Power::off;
@@ -296,12 +310,12 @@ void takeEnd() {
     for (Question& question : gQuestions) {
         if (question.begun) {
             question.begun = false;
-            dropLine(question.text);
             if (gFarewell.empty()) {
                 failLine(question, started ? "the camera's process ended with status " +
                                                  std::to_string(status)
                                            : std::string("the camera does not start"));
             }
+            dropLine(question);
         }
     }
     if (!started && gBoot.console.greet) {
@@ -341,7 +355,7 @@ void takePacket(const Packet& packet) {
         case PacketKind::end:
             if (known) {
                 question->begun = false;
-                dropLine(question->text);
+                dropLine(*question);
             }
             break;
         case PacketKind::finished:
@@ -378,11 +392,11 @@ bool startPower(const Boot& first, void (*run)(const Boot& boot, int link),
     return boot();
 }
 
-std::uint32_t ask(PacketKind kind, std::string text, Done done) {
+std::uint32_t ask(PacketKind kind, std::string text, Done done, int line) {
     const std::uint32_t number = ++gAsked;
-    gQuestions.push_back({number, kind, std::move(text), false, std::move(done), {}, 0});
+    gQuestions.push_back({number, kind, std::move(text), line, false, std::move(done), {}, 0});
     if (gPower == Power::on) {
-        tellCamera(kind, number, gQuestions.back().text);
+        putToCamera(gQuestions.back());
     } else {
         workOff();
     }

@@ -35,8 +35,9 @@ bool startPower(const Boot& boot, void (*run)(const Boot& boot, int link),
                 const Listeners& listeners);
 
 // Puts a question to the camera; `done` is called once, perhaps before ask returns. The result
-// stands for the question.
-std::uint32_t ask(PacketKind kind, std::string text, Done done);
+// stands for the question. `line` is the number of a script's first line in what it is told; 0 for
+// none.
+std::uint32_t ask(PacketKind kind, std::string text, Done done, int line = 1);
 
 // Whoever asked has gone away: what is not begun is left out, and `done` is not called.
 void forget(std::uint32_t question);

@@ -103,7 +103,7 @@ Plan planRoute(const Route& route, const std::string& method, const std::string&
 
 // Empty, or what is wrong with where the request comes from.
 std::string foreign(const RequestHead& request) {
-    if (request.hosts != 1 || !hostIsOurs(*request.host)) {
+    if (!hostIsOurs(*request.host)) {
         return "this host is reached by its address or as localhost only";
     }
     if (request.origin && *request.origin != "http://" + *request.host) {
@@ -112,14 +112,54 @@ std::string foreign(const RequestHead& request) {
     return "";
 }
 
-bool bodyTooLong(const RequestHead& request) {
+// As announced; of what is no number, the most.
+std::uint64_t bodyBytes(const RequestHead& request) {
     if (!request.length) {
-        return false;
+        return 0;
     }
     const char* const end = request.length->data() + request.length->size();
     std::uint64_t length = 0;
     const auto [stop, error] = std::from_chars(request.length->data(), end, length);
-    return error != std::errc{} || stop != end || length > kMostBodyBytes;
+    return error == std::errc{} && stop == end ? length : UINT64_MAX;
+}
+
+// Empty, or what is wrong with the request, whatever it is about.
+std::optional<Plan> refusal(const RequestHead& request) {
+    if (request.bytes > kMostHeadBytes) {
+        const bool target = request.target.size() > kMostHeadBytes / 2;
+        return refused(target ? 414 : 431, std::string(target ? "target" : "headers") +
+                                               " too long, accepted: " +
+                                               std::to_string(kMostHeadBytes) + " bytes in all");
+    }
+    if (request.hosts != 1) {
+        return refused(400, "accepted: one Host header");
+    }
+    if (const std::string problem = foreign(request); !problem.empty()) {
+        return refused(403, problem);
+    }
+    if (bodyBytes(request) > kMostBodyBytes) {
+        return bodyTooLong();
+    }
+    return std::nullopt;
+}
+
+Plan planOfTarget(const RequestHead& request) {
+    const std::string_view target = request.target;
+    const std::size_t mark = std::min(target.find('?'), target.size());
+    const auto path = percentDecoded(target.substr(0, mark));
+    if (!path) {
+        return refused(400, "wrong escape in the path, accepted: %01 to %FF");
+    }
+    const std::string_view query = target.substr(std::min(mark + 1, target.size()));
+    for (const Route& route : kRoutes) {
+        if (routeMatches(route, *path)) {
+            return planRoute(route, request.method, *path, query);
+        }
+    }
+    if (const Asset* const asset = findAsset(*path)) {
+        return planAsset(request.method, *asset);
+    }
+    return refused(404, kAcceptedPaths);
 }
 
 }  // namespace
@@ -174,29 +214,14 @@ bool hostIsOurs(std::string_view host) {
 }
 
 Plan planOf(const RequestHead& request) {
-    if (const std::string problem = foreign(request); !problem.empty()) {
-        return refused(403, problem);
-    }
-    if (bodyTooLong(request)) {
-        return refused(413,
-                       "body too long, accepted: " + std::to_string(kMostBodyBytes) + " bytes");
-    }
-    const std::string_view target = request.target;
-    const std::size_t mark = std::min(target.find('?'), target.size());
-    const auto path = percentDecoded(target.substr(0, mark));
-    if (!path) {
-        return refused(400, "wrong escape in the path, accepted: %01 to %FF");
-    }
-    const std::string_view query = target.substr(std::min(mark + 1, target.size()));
-    for (const Route& route : kRoutes) {
-        if (routeMatches(route, *path)) {
-            return planRoute(route, request.method, *path, query);
-        }
-    }
-    if (const Asset* const asset = findAsset(*path)) {
-        return planAsset(request.method, *asset);
-    }
-    return refused(404, kAcceptedPaths);
+    const std::optional<Plan> no = refusal(request);
+    Plan plan = no ? *no : planOfTarget(request);
+    plan.atOnce = request.expects || bodyBytes(request) > kMostDiscardedBytes;
+    return plan;
+}
+
+Plan bodyTooLong() {
+    return refused(413, "body too long, accepted: " + std::to_string(kMostBodyBytes) + " bytes");
 }
 
 }  // namespace twin

@@ -34,9 +34,8 @@ using std::chrono::seconds;
 
 constexpr unsigned int kMostConnections = 256;
 constexpr std::size_t kMostEventReaders = 64;
-constexpr std::size_t kHeaderBytes = std::size_t{24} * 1024;  // of one connection
-// A body without a length is read on past its limit, so that the answer is seen, but not for ever.
-constexpr std::size_t kMostDiscarded = std::size_t{1024} * 1024;
+// Of one connection: room for a head that is too long, so that the refusal is ours.
+constexpr std::size_t kConnectionBytes = std::size_t{64} * 1024;
 constexpr unsigned int kIdleSeconds = 10;  // without a byte
 constexpr seconds kRequestTime{20};        // for a whole request to come
 constexpr seconds kHeartbeat{10};          // finds readers of events who have gone away
@@ -60,7 +59,7 @@ struct Exchange {
     Plan plan;
     bool planned = false;
     std::string body;
-    std::size_t discarded = 0;
+    std::size_t discarded = 0;   // of a body that is refused
     bool asked = false;          // the camera has the question,
     std::uint32_t question = 0;  // this one,
     bool suspended = false;      // and the connection waits
@@ -222,11 +221,16 @@ void askCamera(Exchange& exchange) {
     });
 }
 
+MHD_Result sendRefusal(const Exchange& exchange) {
+    return sendAnswer(exchange.connection, {static_cast<unsigned int>(exchange.plan.status), kText,
+                                            exchange.plan.problem + "\n", exchange.plan.allowed});
+}
+
 // The whole request is here, or the camera has answered it.
 MHD_Result serveExchange(Exchange& exchange) {
     setBusy(exchange.connection, true);
-    if (exchange.discarded > 0) {
-        return sendAnswer(exchange.connection, {413, kText, "body too long\n", ""});
+    if (exchange.plan.status != 200) {
+        return sendRefusal(exchange);
     }
     if (exchange.plan.action == Action::asset) {
         return sendAsset(exchange.connection, *exchange.plan.asset);
@@ -256,12 +260,17 @@ MHD_Result takeHeader(void* context, MHD_ValueKind, const char* name, const char
         head.origin = text;
     } else if (strcasecmp(name, "Content-Length") == 0) {
         head.length = text;
+    } else if (strcasecmp(name, "Expect") == 0) {
+        head.expects = true;
     }
     return MHD_YES;
 }
 
 void takeBody(Exchange& exchange, const char* data, std::size_t size) {
-    if (exchange.body.size() + size <= kMostBodyBytes && exchange.discarded == 0) {
+    if (exchange.plan.status == 200 && exchange.body.size() + size > kMostBodyBytes) {
+        exchange.plan = bodyTooLong();
+    }
+    if (exchange.plan.status == 200) {
         exchange.body.append(data, size);
     } else {
         exchange.discarded += size;
@@ -277,18 +286,19 @@ MHD_Result takeRequest(void*, MHD_Connection* connection, const char*, const cha
         head.method = method;
         head.target = exchange.target;
         MHD_get_connection_values(connection, MHD_HEADER_KIND, takeHeader, &head);
+        head.bytes = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_REQUEST_HEADER_SIZE)
+                         ->header_size;
         exchange.plan = planOf(head);
-        if (exchange.plan.status != 200) {
+        if (exchange.plan.status != 200 && exchange.plan.atOnce) {
             setBusy(connection, true);
-            return sendAnswer(connection, {static_cast<unsigned int>(exchange.plan.status), kText,
-                                           exchange.plan.problem + "\n", exchange.plan.allowed});
+            return sendRefusal(exchange);
         }
         return MHD_YES;
     }
     if (*size > 0) {
         takeBody(exchange, data, *size);
         *size = 0;
-        return exchange.discarded > kMostDiscarded ? MHD_NO : MHD_YES;
+        return exchange.discarded > kMostDiscardedBytes ? MHD_NO : MHD_YES;
     }
     return serveExchange(exchange);
 }
@@ -441,11 +451,11 @@ std::string openServer(const PageAddress& where, std::string& url) {
     gServer = MHD_start_daemon(
         MHD_USE_EPOLL | MHD_ALLOW_SUSPEND_RESUME, 0, nullptr, nullptr, takeRequest, nullptr,
         MHD_OPTION_LISTEN_SOCKET, descriptor, MHD_OPTION_CONNECTION_LIMIT, kMostConnections,
-        MHD_OPTION_CONNECTION_MEMORY_LIMIT, kHeaderBytes, MHD_OPTION_CONNECTION_TIMEOUT,
+        MHD_OPTION_CONNECTION_MEMORY_LIMIT, kConnectionBytes, MHD_OPTION_CONNECTION_TIMEOUT,
         kIdleSeconds, MHD_OPTION_URI_LOG_CALLBACK, beginExchange, nullptr,
         MHD_OPTION_UNESCAPE_CALLBACK, leaveEscapes, nullptr, MHD_OPTION_NOTIFY_COMPLETED,
         endExchange, nullptr, MHD_OPTION_NOTIFY_CONNECTION, notePeer, nullptr,
-        MHD_OPTION_STRICT_FOR_CLIENT, 1, MHD_OPTION_SIGPIPE_HANDLED_BY_APP, 1, MHD_OPTION_END);
+        MHD_OPTION_SIGPIPE_HANDLED_BY_APP, 1, MHD_OPTION_END);
     if (gServer == nullptr) {
         close(descriptor);
         return "the HTTP server does not start";
