@@ -11,11 +11,11 @@ AXES = ("pan", "tilt", "rotate", "zoom", "focus", "iris")
 
 
 class Twin:
-    """Runs kestrel-twin with a page on the virtual clock: time moves by `run` alone."""
+    """Runs kestrel-twin with a page; on the virtual clock time moves by `run` alone."""
 
-    def __init__(self, program, *options, port=0):
+    def __init__(self, program, *options, port=0, clock="virtual"):
         self.process = subprocess.Popen(
-            [program, "--clock", "virtual", "--quiet", "--page", str(port), *options],
+            [program, "--clock", clock, "--quiet", "--page", str(port), *options],
             stdin=subprocess.PIPE, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
         line = self.process.stderr.readline()
         found = re.search(r"http://\S+?:(\d+)/?", line)
