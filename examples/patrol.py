@@ -31,7 +31,10 @@ class Patrol:
         parts = urlsplit(url)
         if parts.scheme != "mqtt":
             sys.exit("patrol: accepted: KESTREL_MQTT=mqtt://HOST[:PORT]")
-        self.client.connect(parts.hostname, parts.port or 1883)
+        try:
+            self.client.connect(parts.hostname, parts.port or 1883)
+        except OSError as error:
+            sys.exit(f"patrol: {url}: {error.strerror}")
         self.client.loop_start()
 
     def on_connect(self, client, _data, _flags, reason, _properties=None):

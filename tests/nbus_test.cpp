@@ -166,9 +166,15 @@ TEST(NbusRealClock, TheExamplesPatrolBetweenTheCamerasPresets) {
     const std::vector<std::string> patrols[] = {
         {KESTREL_PATROL_PATH, "2"},
         {"/usr/bin/python3", KESTREL_SOURCE_DIR "/examples/patrol.py", "2"}};
-    Process early(withEnvironment(broker, {KESTREL_PATROL_PATH}));
-    EXPECT_THAT(early.finish(), HasSubstr("patrol: preset 1 is not stored"));
-    EXPECT_EQ(early.status, 1);
+    for (const std::vector<std::string>& arguments : patrols) {
+        Process early(withEnvironment(broker, arguments));
+        EXPECT_THAT(early.finish(), HasSubstr("patrol: preset 1 is not stored"));
+        EXPECT_EQ(early.status, 1);
+        Process lost(withEnvironment(broker, arguments,
+                                     {"KESTREL_MQTT=mqtt://127.0.0.1:1", "KESTREL_WAIT=1"}));
+        EXPECT_THAT(lost.finish(), HasSubstr(": Connection refused\n"));
+        EXPECT_EQ(lost.status, 1);
+    }
     for (const char* const command :
          {"set lens.camN.act_preset 1:set:lock", "wait lens.camN.act_preset done",
           "set lens.camN.zoom a:1500", "wait lens.camN.zoomstatus stop",
