@@ -65,7 +65,6 @@ TEST(MqttRealClock, TheWholeStateComesBeforeOnlineAndThenEverySet) {
                       Contains("kestrel/cam7/bus/lens/camN/left_over "),
                       Contains("kestrel/cam7/bus/lens/camN/zoom "),
                       Contains("kestrel/cam7/bus/image/camN/flip off"),
-                      Contains("kestrel/cam7/bus/lens/camN/position_zoom 1000"),
                       Contains(StartsWith("kestrel/cam7/info {\"program\":\"kestrel-twin\","))));
     client.publish("kestrel/cam7/set/lens/camN/zoom", "r:200",
                    {false, "kestrel/answers/me", std::string("4\0 2", 4)});
