@@ -40,7 +40,14 @@ void expectKeptIsTheBus(const Broker& broker, Head& head) {
             expected.push_back("kestrel/cam7/bus/" + key + line.substr(end));
         }
     }
-    EXPECT_THAT(keptBelow(broker, "kestrel/cam7/bus"), UnorderedElementsAreArray(expected));
+    // An estimate that changes by itself, while the one is read and then the other.
+    std::vector<std::string> kept = keptBelow(broker, "kestrel/cam7/bus");
+    for (std::vector<std::string>* const lines : {&expected, &kept}) {
+        std::erase_if(*lines, [](const std::string& line) {
+            return line.find("/power_consumption ") != std::string::npos;
+        });
+    }
+    EXPECT_THAT(kept, UnorderedElementsAreArray(expected));
 }
 
 // Waits until what the head's bus was told before has reached the client.
@@ -86,8 +93,6 @@ TEST(MqttRealClock, TheWholeStateComesBeforeOnlineAndThenEverySet) {
         "set image.camN.sharpness\n");
     client.readTo("kestrel/cam7/bus/lens/camN/focus_after_zoom off");
     client.readTo("kestrel/cam7/bus/image/camN/sharpness ");
-    // The power figure falls a second after the move.
-    client.readTo("kestrel/cam7/bus/system/camN/info/power_consumption 3.84");
     waitForAll(head, client);
     expectKeptIsTheBus(broker, head);
     EXPECT_THAT(head.setsOf("lens.camN.zoom"), ElementsAre("r:200"));
