@@ -448,4 +448,21 @@ TEST(Page, APlaceThatIsTakenOrWrongIsSaid) {
     }
 }
 
+TEST(Page, ShowsAReplay) {
+    const Camera camera(Positions{});
+    const Session run = camera.run(
+        "run 1\nmount desktop\nset lens.camN.zoom a:1500\nwait lens.camN.zoomstatus stop\n");
+    camera.write("/recording", run.output);
+    Page page({"--replay", camera.pathOf("/recording"), "--speed", "20", "--quiet"});
+    Connection events(page.port);
+    events.send("GET /events HTTP/1.0\r\n" + kHost + "\r\n");
+    // The last of the recorded events comes again, and the camera stays.
+    events.readTo("lens.camN.zoomstatus stop");
+    const json head = page.head();
+    EXPECT_EQ(head["zoom"]["position"], 1500);
+    EXPECT_EQ(head["pan"]["position"], Positions{}.pan);
+    EXPECT_EQ(head["mount"], "desktop");
+    EXPECT_EQ(page.console("quit").status, 200);
+}
+
 }  // namespace

@@ -6,6 +6,29 @@
 #include "twin/page/page.h"
 #include "twin/replay/replay.h"
 
+namespace {
+
+int runOnPage(const twin::Options& options) {
+    twin::Boot boot;
+    boot.session = options.session;
+    boot.daemon = runKestrel;
+    boot.console = options.console;
+    boot.startServices = [&options] { twin::startMqtt(options.mqtt); };
+    boot.stopServices = twin::stopMqtt;
+    if (!options.replay.file.empty()) {
+        const auto watched = twin::watchReplay(options.replay, options.session);
+        if (!watched) {
+            return 2;
+        }
+        boot.session = watched->session;
+        boot.startFirst = watched->start;
+        boot.layCamera = watched->layCamera;
+    }
+    return twin::runPage(*options.page, boot);
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
     const twin::CommandLine commandLine = twin::readCommandLine(argc, argv);
     if (!commandLine.run) {
@@ -15,14 +38,11 @@ int main(int argc, char** argv) {
     if (!twin::openStreams(options.script)) {
         return 1;
     }
+    if (options.page) {
+        return runOnPage(options);
+    }
     if (!options.replay.file.empty()) {
         return twin::runReplay(options.replay, options.session, runKestrel);
-    }
-    if (options.page) {
-        const auto start = [&options] { twin::startMqtt(options.mqtt); };
-        return twin::runPage(
-            *options.page,
-            {options.session, runKestrel, options.console, start, twin::stopMqtt, {}});
     }
     twin::powerUp(options.session, runKestrel);
     twin::startMqtt(options.mqtt);

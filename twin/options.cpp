@@ -88,7 +88,6 @@ bool takeTrace(Given& given, const char*) {
 }
 
 bool takeQuiet(Given& given, const char*) {
-    given.notWithReplay = "--quiet";
     given.options.session.output.quiet = true;
     return true;
 }
@@ -235,8 +234,9 @@ std::string replayProblem(const Given& given) {
                          " is accepted with --replay only"
                    : "";
     }
+    const bool quiet = options.session.output.quiet && !options.page;
     const std::string other = !given.notWithReplay.empty() ? given.notWithReplay
-                              : options.page               ? "--page"
+                              : quiet                      ? "--quiet"
                               : options.mqtt.wanted        ? "--mqtt"
                               : !options.script.empty()    ? "a script"
                                                            : "";
@@ -244,7 +244,11 @@ std::string replayProblem(const Given& given) {
         return other + " is not accepted with --replay: the recording says how the run was made";
     }
     const bool real = given.clock && !options.session.virtualClock;
-    return options.replay.compare && real ? "--compare is accepted with --clock virtual only" : "";
+    if (options.replay.compare && (real || options.page)) {
+        return "--compare is accepted with the virtual clock and without --page only";
+    }
+    const bool standsStill = given.clock && options.session.virtualClock && options.page;
+    return standsStill ? "--replay is accepted with --page and --clock real only" : "";
 }
 
 CommandLine finish(Given& given) {
@@ -255,7 +259,8 @@ CommandLine finish(Given& given) {
     options.console.interactive =
         options.script.empty() && isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1;
     if (!given.clock) {
-        options.session.virtualClock = !options.console.interactive || !options.replay.file.empty();
+        options.session.virtualClock =
+            options.replay.file.empty() ? !options.console.interactive : !options.page;
     }
     if (given.speed && options.session.virtualClock) {
         return wrong("--speed is accepted with --clock real only");

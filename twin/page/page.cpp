@@ -62,11 +62,16 @@ void serve(int signals) {
 int runPage(const PageAddress& where, const Boot& first) {
     const int signals = openSignals();
     std::string url;
-    if (const std::string problem = openServer(where, url); !problem.empty()) {
-        return complainAndEnd("--page " + problem);
+    if (const std::string refusal = openServer(where, url); !refusal.empty()) {
+        return complainAndEnd("--page " + refusal);
     }
     Boot boot = first;
-    if (const std::string problem = takePlace(boot.session.stateDirectory); !problem.empty()) {
+    std::string problem = takePlace(boot.session.stateDirectory);
+    if (problem.empty() && boot.layCamera) {
+        problem = boot.layCamera();
+    }
+    if (!problem.empty()) {
+        leavePlace();
         return complainAndEnd(problem);
     }
     boot.session.stateDirectory = placeOfCamera();

@@ -3,17 +3,20 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <optional>
 #include <string>
+#include <thread>
 
 #include "twin/boundary/bus.h"
 #include "twin/boundary/readiness.h"
 #include "twin/camera/place.h"
 #include "twin/clock/actors.h"
 #include "twin/console/commands.h"
+#include "twin/console/requests.h"
 #include "twin/trace/output.h"
 #include "twin/trace/trace.h"
 
@@ -45,11 +48,22 @@ bool staysBelow(const std::string& path) {
     return inside.is_absolute() && inside.lexically_normal() == inside;
 }
 
-// Lays the recorded camera into a private directory. An error text, empty on success.
-std::string layCamera(const RecordedRun& run) {
-    if (std::string problem = takePlace(""); !problem.empty()) {
-        return problem;
+// Where a failed act is told.
+void complainOf(const RecordedEvent& event, const std::string& problem) {
+    if (!problem.empty()) {
+        complain("the recorded " + event.kind + " " + event.text + ": " + problem);
     }
+}
+
+std::string set(const RecordedEvent& event) {
+    const std::size_t blank = std::min(event.text.find(' '), event.text.size());
+    return setFromOutside(event.text.substr(0, blank),
+                          event.text.substr(std::min(blank + 1, event.text.size())));
+}
+
+}  // namespace
+
+std::string layCamera(const RecordedRun& run) {
     const std::string& place = placeOfCamera();
     bool good = true;
     if (!run.head.empty()) {
@@ -67,12 +81,12 @@ std::string layCamera(const RecordedRun& run) {
     return good ? "" : failureOf(place, "cannot be written");
 }
 
+namespace {
+
 void perform(const RecordedEvent& event) {
     std::string problem;
     if (event.kind == "cmd") {
-        const std::size_t blank = std::min(event.text.find(' '), event.text.size());
-        problem = setFromOutside(event.text.substr(0, blank),
-                                 event.text.substr(std::min(blank + 1, event.text.size())));
+        problem = set(event);
         settle();
     } else if (event.text.starts_with("speed ")) {
         // The replay has a clock of its own.
@@ -83,8 +97,19 @@ void perform(const RecordedEvent& event) {
                              },
                              0});
     }
-    if (!problem.empty()) {
-        complain("the recorded " + event.kind + " " + event.text + ": " + problem);
+    complainOf(event, problem);
+}
+
+// The same from a thread beside the console's, with the real clock.
+void performBeside(const RecordedEvent& event) {
+    if (event.kind == "cmd") {
+        complainOf(event, set(event));
+    } else if (!event.text.starts_with("speed ")) {
+        postCommands({{event.text},
+                      [event](const std::string& answer) {
+                          complainOf(event, answer.starts_with("error ") ? answer : "");
+                      },
+                      [](bool) {}});
     }
 }
 
@@ -99,8 +124,10 @@ struct Orders {
     int count = 0;
     Microseconds last = 0;
     Microseconds before = 0;
+    Microseconds longest = 0;  // between two of them
 
     void add(Microseconds time) {
+        longest = count == 0 ? 0 : std::max(longest, time - last);
         ++count;
         before = last;
         last = time;
@@ -150,9 +177,9 @@ std::optional<Anchor> anchorOf(const RecordedRun& run, std::size_t index,
     }
     Anchor anchor{*axis, latest->count, time - latest->last, 0};
     const auto next = nextOrder(run, index, *axis, latest->last);
-    if (next && run.events[index].text.ends_with(" stop")) {
-        // A loop had begun its pass: the last order of a move that is stopped came behind the word.
-        return Anchor{*axis, latest->count + 1, kLook, 0};
+    if (run.events[index].text.ends_with(" stop")) {
+        // Where a loop had begun its pass, the last order of the move came behind the word.
+        return Anchor{*axis, latest->count + (next ? 1 : 0), kLook, 0};
     }
     if (next) {
         anchor.period = *next - latest->last;
@@ -160,7 +187,7 @@ std::optional<Anchor> anchorOf(const RecordedRun& run, std::size_t index,
         anchor.period = latest->last - latest->before;
     }
     // The move had ended.
-    const bool over = anchor.period != 0 && anchor.past > anchor.period * 3 / 2;
+    const bool over = !next && anchor.period != 0 && anchor.past > 2 * latest->longest;
     return over ? std::nullopt : std::optional(anchor);
 }
 
@@ -225,7 +252,11 @@ void playActs(const RecordedRun& run, bool anchored) {
 }  // namespace
 
 void play(const RecordedRun& run, const SessionOptions& options, int (*daemon)()) {
-    if (const std::string problem = layCamera(run); !problem.empty()) {
+    std::string problem = takePlace("");
+    if (problem.empty()) {
+        problem = layCamera(run);
+    }
+    if (!problem.empty()) {
         complain(problem);
         leavePlace();
         _exit(2);
@@ -241,6 +272,20 @@ void play(const RecordedRun& run, const SessionOptions& options, int (*daemon)()
     playActs(run, anchored);
     sleepUntil(run.end);
     endRun(0);
+}
+
+void playBeside(const RecordedRun& run) {
+    std::thread([run] {
+        // Signals are the program's.
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_BLOCK, &all, nullptr);
+        waitUntilReady(kLongestStart);
+        for (const std::size_t act : actsOf(run)) {
+            sleepUntil(run.events[act].time);
+            performBeside(run.events[act]);
+        }
+    }).detach();
 }
 
 }  // namespace twin

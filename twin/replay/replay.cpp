@@ -154,4 +154,21 @@ int runReplay(const ReplayOptions& options, const SessionOptions& session, int (
     return status;
 }
 
+std::optional<WatchedReplay> watchReplay(const ReplayOptions& options,
+                                         const SessionOptions& session) {
+    const Recording recording = readRecording(options.file);
+    if (!usable(recording, options)) {
+        return std::nullopt;
+    }
+    const RecordedRun& first = recording.runs.front();
+    const RecordedRun run =
+        first.program == kFieldProgram ? modelRunFor(first, session.camera.mount) : first;
+    auto made = optionsFor(run, session, options.file);
+    if (!made) {
+        return std::nullopt;
+    }
+    made->output = session.output;
+    return WatchedReplay{*made, [run] { return layCamera(run); }, [run] { playBeside(run); }};
+}
+
 }  // namespace twin

@@ -1,6 +1,8 @@
 // Repeats recorded runs: the same camera, given the same acts at the same times.
 #pragma once
 
+#include <functional>
+#include <optional>
 #include <string>
 
 #include "twin/camera/session.h"
@@ -18,5 +20,17 @@ struct ReplayOptions {
 // the first run that ended with another than 0, 1 if a comparison found texts that differ, 2 if the
 // file is of no use, which a line on standard error says.
 int runReplay(const ReplayOptions& options, const SessionOptions& session, int (*daemon)());
+
+// What the page needs to show the recording's first run with the real clock.
+struct WatchedReplay {
+    SessionOptions session;
+    std::function<std::string()> layCamera;  // in the place that has been taken
+    std::function<void()> start;             // once the camera has been booted
+};
+
+// None, with a line on standard error, if the file is of no use. `session` has the clock's speed
+// and what is printed.
+std::optional<WatchedReplay> watchReplay(const ReplayOptions& options,
+                                         const SessionOptions& session);
 
 }  // namespace twin
