@@ -57,10 +57,17 @@ async function readBus() {
     }
 }
 
-/** Reads which faults there are and which are in force. */
+let faultReadings = 0;
+
+/**
+ * Reads which faults there are and which are in force. Of readings that overlap the last one
+ * counts, and a list that is as it was is not drawn anew under the pointer.
+ */
 export async function readFaults() {
+    const mine = ++faultReadings;
     const {ok, answers} = await ask('fault');
-    if (!ok) return;
+    if (!ok || mine !== faultReadings) return;
+    const before = JSON.stringify([model.knownFaults, model.activeFaults]);
     model.knownFaults = [];
     model.activeFaults = [];
     for (const line of answers) {
@@ -72,7 +79,7 @@ export async function readFaults() {
             model.knownFaults.push({usage: known[1], effect: known[2]});
         }
     }
-    tell('faults', null);
+    if (JSON.stringify([model.knownFaults, model.activeFaults]) !== before) tell('faults', null);
 }
 
 /** @param {import('./model.js').Link} link */
