@@ -18,6 +18,8 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
+#include <numeric>
 #include <string>
 #include <thread>
 #include <vector>
@@ -167,24 +169,58 @@ double rate(const Words& program, const std::string& commands, double seconds) {
     }));
 }
 
+constexpr int kMoves = 600;
+constexpr int kMovingSeconds = kMoves + 30;
+
+// A homing, and then one move of three axes a second.
+std::string moves() {
+    std::string commands = "run 30\n";
+    for (int i = 0; i < kMoves; ++i) {
+        const bool up = i % 2 == 0;
+        commands += std::string("set lens.camN.pan a:") + (up ? "24000" : "20000") +
+                    "\nset lens.camN.tilt a:" + (up ? "3000" : "3500") +
+                    "\nset lens.camN.zoom a:" + (up ? "2000" : "0") + "\nrun 1\n";
+    }
+    return commands;
+}
+
+std::size_t bytesOf(const Words& lines) {
+    return std::accumulate(
+        lines.begin(), lines.end(), std::size_t{0},
+        [](std::size_t bytes, const std::string& line) { return bytes + line.size(); });
+}
+
+void measureRecording() {
+    progress("recordings");
+    const Words plain = {KESTREL_TWIN_PATH, "--clock", "virtual"};
+    const Words recording = {KESTREL_TWIN_PATH, "--clock", "virtual", "--trace"};
+    const std::string file =
+        std::filesystem::temp_directory_path() / ("kestrel-recording-" + std::to_string(getpid()));
+    const Words lines = run(recording, moves());
+    std::ofstream stream(file);
+    std::copy(lines.begin(), lines.end(), std::ostream_iterator<std::string>(stream));
+    stream.close();
+    const double recorded = rate(recording, moves(), kMovingSeconds);
+    row("moving, recorded", recorded, "s", "moving, the daemon's lines printed",
+        rate(plain, moves(), kMovingSeconds));
+    row("the recording replayed", rate({KESTREL_TWIN_PATH, "--replay", file}, {}, kMovingSeconds),
+        "s", "moving, recorded", recorded);
+    const double hours = kMovingSeconds / 3600.0;
+    row("recording of an hour of moves", static_cast<double>(bytesOf(lines)) / 1e6 / hours, "MB",
+        "the daemon's lines", static_cast<double>(bytesOf(run(plain, moves()))) / 1e6 / hours);
+    std::filesystem::remove(file);
+}
+
 void measureVirtualTime() {
     progress("virtual time");
     const double loops = most(repeat(kRates, [] {
         return 3600 / part({"loops-virtual", "3600"})[0];
     }));
-    constexpr int kMoves = 600;
     const Words kept = twin({"virtual", "--quiet"});
     const double idle = rate(kept, "run 3600\n", 3600);
-    std::string moves = "run 30\n";
-    for (int i = 0; i < kMoves; ++i) {
-        const bool up = i % 2 == 0;
-        moves += std::string("set lens.camN.pan a:") + (up ? "24000" : "20000") +
-                 "\nset lens.camN.tilt a:" + (up ? "3000" : "3500") +
-                 "\nset lens.camN.zoom a:" + (up ? "2000" : "0") + "\nrun 1\n";
-    }
     const double inMemory =
-        rate({KESTREL_TWIN_PATH, "--clock", "virtual", "--quiet"}, moves, kMoves + 30);
-    const double onDisk = rate(kept, moves, kMoves + 30);
+        rate({KESTREL_TWIN_PATH, "--clock", "virtual", "--quiet"}, moves(), kMovingSeconds);
+    const double onDisk = rate(kept, moves(), kMovingSeconds);
     row("virtual seconds in a second, idle", idle, "s", "two bare 10 ms loops, virtual clock",
         loops);
     row("the same, moving, camera in memory", inMemory, "s", "idle", idle);
@@ -365,6 +401,7 @@ int main() {
     std::printf("%-44s %11s %-7s  %-36s %11s  %8s\n", "what", "measured", "unit", "compared to",
                 "measured", "times");
     measureVirtualTime();
+    measureRecording();
     measureIdleDaemon();
     measureStart();
     measureOrders();
