@@ -56,7 +56,7 @@ bool looksEscaped(std::string_view text) {
            std::isxdigit(static_cast<unsigned char>(text[3])) != 0;
 }
 
-// Control characters would break one event into several lines.
+// Control characters would break one event or answer into several lines.
 std::string printable(std::string_view text) {
     std::string result;
     result.reserve(text.size());
@@ -190,8 +190,8 @@ bool violationSeen() {
 void answer(const std::string& text) {
     const Printing printing;
     if (gOutput != nullptr) {
-        std::fputs("= ", gOutput);
-        std::fwrite(text.data(), 1, text.size(), gOutput);
+        const std::string line = "= " + printable(text);
+        std::fwrite(line.data(), 1, line.size(), gOutput);
         endLine();
     }
 }
