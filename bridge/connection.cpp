@@ -117,6 +117,14 @@ void subscribe(Link& link, const std::vector<std::string>& topics, int quality, 
     ++link.grantsAwaited;
 }
 
+constexpr int kForeign = MQTT_SUB_OPT_NO_LOCAL | MQTT_SUB_OPT_RETAIN_AS_PUBLISHED;
+
+// What is kept on the head's own topics comes in, and from then on what strangers publish there.
+void hearOwnTopics(Link& link) {
+    subscribe(link, {topicOf("bus/#"), topicOf("state"), topicOf("info"), topicOf("error")}, 1,
+              kForeign);
+}
+
 // The callbacks run on the bridge's thread, inside mosquitto_loop_read.
 
 void onConnect(mosquitto*, void* object, int reason, int, const mosquitto_property*) {
@@ -128,10 +136,7 @@ void onConnect(mosquitto*, void* object, int reason, int, const mosquitto_proper
     link.phase = Phase::subscribing;
     link.deadline = Clock::now() + kPatience;
     publishState(link, "offline");
-    // What is kept on the head's own topics comes in now, what strangers publish there later.
-    constexpr int kForeign = MQTT_SUB_OPT_NO_LOCAL | MQTT_SUB_OPT_RETAIN_AS_PUBLISHED;
-    subscribe(link, {topicOf("bus/#"), topicOf("state"), topicOf("info"), topicOf("error")}, 1,
-              kForeign);
+    hearOwnTopics(link);
     subscribe(link, {topicOf("set/#")}, 2, kForeign | MQTT_SUB_OPT_SEND_RETAIN_NEVER);
 }
 
@@ -151,7 +156,7 @@ void onSubscribe(mosquitto*, void* object, int, int count, const int* granted,
     if (refused) {
         end(link,
             "the broker does not let the head hear its own topics; check the account's rights");
-    } else if (--link.grantsAwaited == 0) {
+    } else if (--link.grantsAwaited == 0 && link.phase == Phase::subscribing) {
         link.phase = Phase::telling;
         beginState();
     }
@@ -261,6 +266,10 @@ void advance(Link& link) {
         link.marker =
             publish(link, {topicOf("info"), keptOn(topicOf("info")), {}, true, nullptr, 0});
         link.phase = Phase::confirming;
+    }
+    // Not while a value of the head is on its way: the older one would look like a stranger's.
+    if (link.phase == Phase::online && link.unconfirmed.empty() && takeLookAgain()) {
+        hearOwnTopics(link);
     }
     if (endRequested() && link.phase == Phase::online && link.unconfirmed.empty()) {
         link.marker = publishState(link, "offline");

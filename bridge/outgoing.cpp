@@ -37,6 +37,7 @@ struct Outgoing {
     std::map<std::string, std::string> kept;  // by topic, beside the keys' own
     bool owedFirst = false;
     bool tooManyKeys = false;
+    bool tooManyRepairs = false;
     std::uint64_t queued = 0;  // how many messages ever were
     std::size_t lostWords = 0;
     std::size_t lostLines = 0;
@@ -256,6 +257,7 @@ void endLink(std::vector<Message> unconfirmed) {
     // Values are owed anyway when the next link comes up.
     std::erase_if(o.queue, [](const Message& message) { return message.retained; });
     o.repairs.clear();
+    o.tooManyRepairs = false;
     while (o.queue.size() > kMostWaiting) {
         countLost(o.queue.front());
         o.queue.pop_front();
@@ -296,7 +298,14 @@ void putRight(const std::string& topic) {
         owe(*entry);
     } else if (o.repairs.size() < kMostWaiting) {
         o.repairs.push_back({topic, keptBeside(topic), {}, true, nullptr, 0});
+    } else {
+        o.tooManyRepairs = true;
     }
+}
+
+bool takeLookAgain() {
+    const std::lock_guard lock(outgoing().mutex);
+    return outgoing().repairs.empty() && std::exchange(outgoing().tooManyRepairs, false);
 }
 
 bool isStateTold() {

@@ -70,8 +70,12 @@ void keepOn(const std::string& topic, const std::string& text);
 std::string keptOn(const std::string& topic);
 
 // Has the topic keep that again, after somebody else has published there. What waits for it is lost
-// with the link, because everything is put right anew with the next one.
+// with the link, because everything is put right anew with the next one. Of more than kMostWaiting
+// at once the rest is left, until somebody looks again at what the broker keeps.
 void putRight(const std::string& topic);
+
+// Whether it is time to look again. True once for each time.
+bool takeLookAgain();
 
 // Whether endState has been called since the link is up.
 bool isStateTold();
