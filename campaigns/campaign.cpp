@@ -18,8 +18,6 @@
 
 namespace {
 
-constexpr int kWorkers = 2;
-
 const std::vector<CampaignSession> kSessions = {
     {"start", "run 3"},
     {"first-start", "run 45", "ceiling", 150, true},
@@ -261,7 +259,7 @@ int runCampaign(int argc, char** argv, const Campaign& campaign) {
     const auto start = std::chrono::steady_clock::now();
     Progress progress;
     std::vector<std::thread> workers;
-    for (int i = 0; i < kWorkers; ++i) {
+    for (int i = 0; i < campaign.workers; ++i) {
         workers.emplace_back(work, std::cref(campaign), std::cref(cases), request.seed,
                              std::ref(progress));
     }

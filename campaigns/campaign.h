@@ -67,10 +67,11 @@ struct Campaign {
     std::function<std::string(const std::string& caseName)> run;
     // Prints what was counted.
     std::function<void()> report;
+    int workers = 2;  // threads
 };
 
-// Runs the case of the command line, or as many as it says, taken by the seed, or all, in two
-// threads, and prints each failure with the command that repeats it. The exit status.
+// Runs the case of the command line, or as many as it says, taken by the seed, or all, in the
+// campaign's threads, and prints each failure with the command that repeats it. The exit status.
 int runCampaign(int argc, char** argv, const Campaign& campaign);
 
 // Whether one case alone is run: then its runs are shown.

@@ -12,13 +12,17 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <optional>
+#include <random>
+#include <set>
 #include <sstream>
 #include <utility>
 
@@ -26,21 +30,30 @@ namespace {
 
 constexpr std::chrono::seconds kPatience{30};
 
-// A loopback port that nobody has at the moment.
-int freePort() {
-    const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto* const plain = reinterpret_cast<sockaddr*>(&address);
-    EXPECT_EQ(bind(probe, plain, size), 0);
-    EXPECT_EQ(getsockname(probe, plain, &size), 0);
-    close(probe);
-    return ntohs(address.sin_port);
-}
-
 }  // namespace
+
+int freePort() {
+    // Below what outgoing connections are given: while a broker is away nobody takes its port, not
+    // even who tries to connect to it.
+    constexpr unsigned kFirst = 20'000;
+    constexpr unsigned kLast = 32'000;
+    static std::atomic<unsigned> next{std::random_device{}()};
+    for (unsigned i = kFirst; i < kLast; ++i) {
+        const unsigned port = kFirst + next++ % (kLast - kFirst);
+        const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(static_cast<std::uint16_t>(port));
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        const bool isFree = bind(probe, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+        close(probe);
+        if (isFree) {
+            return static_cast<int>(port);
+        }
+    }
+    ADD_FAILURE() << "no free port";
+    return 0;
+}
 
 std::string readSource(const std::string& path) {
     std::ifstream stream(std::string(KESTREL_SOURCE_DIR) + "/" + path);
@@ -108,6 +121,12 @@ void Process::readAll() {
 }
 
 std::string Process::readTo(const std::string& text) {
+    readOn(text);
+    const std::lock_guard lock(mutex_);
+    return text_.substr(0, found_);
+}
+
+std::string Process::readOn(const std::string& text) {
     std::unique_lock lock(mutex_);
     std::size_t at = std::string::npos;
     const bool found = changed_.wait_for(lock, kPatience, [&] {
@@ -116,10 +135,10 @@ std::string Process::readTo(const std::string& text) {
     });
     if (!found || at == std::string::npos) {
         ADD_FAILURE() << "'" << text << "' does not come after:\n" << text_;
-        return text_;
+        return text_.substr(found_);
     }
-    found_ = at + text.size();
-    return text_.substr(0, found_);
+    const std::size_t begin = std::exchange(found_, at + text.size());
+    return text_.substr(begin, found_ - begin);
 }
 
 std::string Process::finish() {
@@ -166,11 +185,12 @@ void Broker::kill() {
 }
 
 Client::Client(const Broker& broker, const std::string& subscription, const Account& account)
-    : client_(mosquitto_new(nullptr, true, this)) {
+    : client_(mosquitto_new(account.id.empty() ? nullptr : account.id.c_str(), true, this)) {
     mosquitto_int_option(client_, MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V5);
     mosquitto_int_option(client_, MOSQ_OPT_TCP_NODELAY, 1);
     mosquitto_int_option(client_, MOSQ_OPT_RECEIVE_MAXIMUM, 65'535);
     mosquitto_connect_v5_callback_set(client_, onConnect);
+    mosquitto_disconnect_v5_callback_set(client_, onDisconnect);
     mosquitto_subscribe_v5_callback_set(client_, onSubscribe);
     mosquitto_publish_v5_callback_set(client_, onPublish);
     mosquitto_message_v5_callback_set(client_, onMessage);
@@ -204,6 +224,14 @@ int Client::publish(const std::string& topic, const std::string& payload) {
 }
 
 int Client::publish(const std::string& topic, const std::string& payload, const Set& set) {
+    const int id = send(topic, payload, set);
+    std::unique_lock lock(mutex_);
+    EXPECT_TRUE(changed_.wait_for(lock, kPatience, [&] { return published_.contains(id); }))
+        << topic;
+    return published_[id];
+}
+
+int Client::send(const std::string& topic, const std::string& payload, const Set& set) {
     mosquitto_property* properties = nullptr;
     if (!set.answerTopic.empty()) {
         mosquitto_property_add_string(&properties, MQTT_PROP_RESPONSE_TOPIC,
@@ -213,14 +241,10 @@ int Client::publish(const std::string& topic, const std::string& payload, const 
                                       static_cast<std::uint16_t>(set.correlation.size()));
     }
     int id = 0;
-    EXPECT_EQ(mosquitto_publish_v5(client_, &id, topic.c_str(), static_cast<int>(payload.size()),
-                                   payload.data(), 2, set.retained, properties),
-              MOSQ_ERR_SUCCESS);
+    mosquitto_publish_v5(client_, &id, topic.c_str(), static_cast<int>(payload.size()),
+                         payload.data(), 2, set.retained, properties);
     mosquitto_property_free_all(&properties);
-    std::unique_lock lock(mutex_);
-    EXPECT_TRUE(changed_.wait_for(lock, kPatience, [&] { return published_.contains(id); }))
-        << topic;
-    return published_[id];
+    return id;
 }
 
 void Client::flood(const std::string& topic, int count) {
@@ -266,6 +290,10 @@ void Client::onConnect(mosquitto*, void* object, int reason, int, const mosquitt
     const std::lock_guard lock(self.mutex_);
     self.subscribed_ = true;
     self.changed_.notify_all();
+}
+
+void Client::onDisconnect(mosquitto* client, void*, int, const mosquitto_property*) {
+    mosquitto_disconnect(client);
 }
 
 void Client::onSubscribe(mosquitto*, void* object, int, int, const int*,
@@ -320,10 +348,9 @@ Head::Head(const Broker& broker, const std::vector<std::string>& more)
 
 std::vector<std::string> Head::ask(const std::string& command) {
     const std::string end = "= no.such.key absent\n";
-    process.write("get no.such.key\n");
-    const std::size_t begin = process.readTo(end).size();
-    process.write(command + "\nget no.such.key\n");
-    std::istringstream text(process.readTo(end).substr(begin));
+    process.write("get no.such.key\n" + command + "\nget no.such.key\n");
+    process.readTo(end);
+    std::istringstream text(process.readOn(end));
     std::vector<std::string> answers;
     for (std::string line; std::getline(text, line);) {
         if (line.starts_with("= ") && line + "\n" != end) {
@@ -331,6 +358,23 @@ std::vector<std::string> Head::ask(const std::string& command) {
         }
     }
     return answers;
+}
+
+std::vector<std::string> Head::toBeKept() {
+    static const std::set<std::string> kWords = {
+        "lens.camN.pan",    "lens.camN.tilt",  "lens.camN.rotate",           "lens.camN.zoom",
+        "lens.camN.focus",  "lens.camN.iris",  "lens.camN.act_preset",       "lens.camN.action.cmd",
+        "lens.camN.status", "demo.ptz.action", "system.camN.action.fwupdate"};
+    std::vector<std::string> kept;
+    for (std::string line : ask("keys")) {
+        const std::size_t end = line.find(' ');
+        std::string key = line.substr(0, end);
+        if (key.find('.') != std::string::npos && !kWords.contains(key) && line.size() > end + 1) {
+            std::replace(key.begin(), key.end(), '.', '/');
+            kept.push_back("kestrel/cam7/bus/" + key + line.substr(end));
+        }
+    }
+    return kept;
 }
 
 std::vector<std::string> Head::setsOf(const std::string& key) {
@@ -351,5 +395,12 @@ std::vector<std::string> keptBelow(const Broker& broker, const std::string& topi
     client.publish(topic + "/marker", "");
     std::vector<std::string> lines = client.readTo(topic + "/marker ");
     lines.pop_back();
+    return lines;
+}
+
+std::vector<std::string> withoutPower(std::vector<std::string> lines) {
+    std::erase_if(lines, [](const std::string& line) {
+        return line.find("/power_consumption ") != std::string::npos;
+    });
     return lines;
 }

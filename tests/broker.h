@@ -26,9 +26,14 @@ public:
     // Reads standard output and errors until they hold `text` behind what the last call found; all
     // that came up to there. Fails at their end.
     std::string readTo(const std::string& text);
+    // The same, but only what came since the last call that found its text.
+    std::string readOn(const std::string& text);
     // Everything up to the end, which it waits for; `status` as a shell has it.
     std::string finish();
     void signal(int number) const;
+    pid_t id() const {
+        return child_;
+    }
 
     int status = -1;
 
@@ -46,6 +51,9 @@ private:
     bool atEnd_ = false;
     std::size_t found_ = 0;
 };
+
+// A loopback port that nobody has at the moment, and that no outgoing connection is given.
+int freePort();
 
 // A file of the source tree, and a text with every `word` replaced.
 std::string readSource(const std::string& path);
@@ -92,9 +100,10 @@ struct Account {
     std::string user;
     std::string password;
     std::string caFile;
+    std::string id{};  // of the client; empty for one that the broker chooses
 };
 
-// A client of the broker that remembers what it hears.
+// A client of the broker that remembers what it hears. It does not connect again.
 class Client {
 public:
     // Connects and subscribes with QoS 2.
@@ -111,6 +120,8 @@ public:
     // Publishes with QoS 2 and waits until the broker has it; the broker's reason code.
     int publish(const std::string& topic, const std::string& payload);
     int publish(const std::string& topic, const std::string& payload, const Set& set);
+    // The same without waiting, and without a broker in vain; the message's number.
+    int send(const std::string& topic, const std::string& payload, const Set& set);
     // Publishes the numbers from 1 to `count` at once, with QoS 2, and waits until the broker has
     // all.
     void flood(const std::string& topic, int count);
@@ -120,6 +131,7 @@ public:
 
 private:
     static void onConnect(mosquitto*, void* object, int reason, int, const mosquitto_property*);
+    static void onDisconnect(mosquitto* client, void*, int, const mosquitto_property*);
     static void onSubscribe(mosquitto*, void* object, int, int, const int*,
                             const mosquitto_property*);
     static void onPublish(mosquitto*, void* object, int id, int reason, const mosquitto_property*);
@@ -143,6 +155,8 @@ public:
 
     // What the console answers to the command, line by line, without the leading "= ".
     std::vector<std::string> ask(const std::string& command);
+    // What a broker is to keep of its bus, as TOPIC PAYLOAD.
+    std::vector<std::string> toBeKept();
     // Ends the run; the values that other services have set the key to, in their order.
     std::vector<std::string> setsOf(const std::string& key);
 
@@ -155,3 +169,6 @@ private:
 
 // What an open broker keeps below the topic, as TOPIC PAYLOAD.
 std::vector<std::string> keptBelow(const Broker& broker, const std::string& topic);
+
+// The lines but the power figure, an estimate that changes by itself.
+std::vector<std::string> withoutPower(std::vector<std::string> lines);
