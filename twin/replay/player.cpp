@@ -159,6 +159,27 @@ std::optional<Microseconds> nextOrder(const RecordedRun& run, std::size_t from,
     return std::nullopt;
 }
 
+// How many orders of the axis come between the act at `index` and the next one, without a pause
+// since the one at `last`.
+int ordersBehind(const RecordedRun& run, std::size_t index, const std::string& axis,
+                 Microseconds last) {
+    int count = 0;
+    for (std::size_t i = index + 1; i < run.events.size(); ++i) {
+        const RecordedEvent& event = run.events[i];
+        if (event.kind == "cmd" || event.kind == "act") {
+            break;
+        }
+        if (axisOf(event.kind, event.text) == axis) {
+            if (event.time > last + kOneMove) {
+                break;
+            }
+            ++count;
+            last = event.time;
+        }
+    }
+    return count;
+}
+
 // What the act at `index` is anchored at, with the orders since the act before it.
 std::optional<Anchor> anchorOf(const RecordedRun& run, std::size_t index,
                                const OrdersOfAxes& orders) {
@@ -175,12 +196,14 @@ std::optional<Anchor> anchorOf(const RecordedRun& run, std::size_t index,
     if (latest == nullptr) {
         return std::nullopt;
     }
+    if (run.events[index].text.ends_with(" stop")) {
+        // Where a loop had begun its pass or was late, the last orders of the move came behind the
+        // word.
+        return Anchor{*axis, latest->count + ordersBehind(run, index, *axis, latest->last), kLook,
+                      0};
+    }
     Anchor anchor{*axis, latest->count, time - latest->last, 0};
     const auto next = nextOrder(run, index, *axis, latest->last);
-    if (run.events[index].text.ends_with(" stop")) {
-        // Where a loop had begun its pass, the last order of the move came behind the word.
-        return Anchor{*axis, latest->count + (next ? 1 : 0), kLook, 0};
-    }
     if (next) {
         anchor.period = *next - latest->last;
     } else if (latest->count > 1) {
