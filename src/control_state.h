@@ -94,8 +94,9 @@ extern constinit SharedInt giPanTarget, giTiltTarget, giNewRotat, giZoomTarget, 
 extern constinit SharedInt gaTargetSeen[6];
 // What has been ordered since the lens loop last took the targets (order of `Axis`): nothing, an
 // absolute target (which then stands in the target), or else relative words: `steps` to be added to
-// the target, the result forced between `low` and `high`. Written by `axis/targets.h`.
-struct WaitingOrder {
+// the target, the result forced between `low` and `high`. Written by `axis/targets.h`. Aligned to
+// its whole size: with less, some compilers call a library instead of making one access.
+struct alignas(8) WaitingOrder {
     std::int32_t steps;
     // No range reaches beyond 16 bits. `low` above `high` tells the first two.
     std::uint16_t low;
