@@ -1,5 +1,6 @@
 // What the page's server makes of a request's head, and the JSON that it makes of any bytes. The
-// input is METHOD, TARGET, Host, Origin and Content-Length, one a line; an empty one is absent.
+// input is METHOD, TARGET, Host, Origin, Content-Length and Expect, one a line; an empty one is
+// absent.
 #include <array>
 #include <cstdint>
 #include <cstdlib>
@@ -31,7 +32,7 @@ bool isLine(const std::string& text) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string input(data, data + size);
-    std::array<std::string, 5> parts;
+    std::array<std::string, 6> parts;
     std::size_t begin = 0;
     for (std::string& part : parts) {
         const std::size_t end = std::min(input.find('\n', begin), input.size());
@@ -45,6 +46,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     head.hosts = head.host ? 1 : 0;
     head.origin = present(parts[3]);
     head.length = present(parts[4]);
+    head.expects = !parts[5].empty();
+    head.bytes = size;
 
     const twin::Plan plan = twin::planOf(head);
     if (plan.status == 200) {
