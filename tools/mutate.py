@@ -1,13 +1,17 @@
 """Puts deliberate faults into the daemon, one at a time, and tells which of them the tests let pass.
 
 The tree is copied to build-mutate/tree and built there; the working tree is not touched. Of the
-faults that the patterns below give, the seed chooses a sample. A fault that the compiler refuses
-counts as none. What no user of the daemon could ever tell from the right program stands in
+faults that the patterns below give, the seed chooses a sample. A fault that the compiler refuses,
+with warnings as errors as in every build, counts as none. What no user of the daemon could ever tell from the right program stands in
 tools/equivalent-faults.txt with the reason: FILE: LINE => WHAT BECOMES OF IT : REASON.
+
+What came of each fault is noted in build-mutate/outcomes. As long as src/, twin/ and tests/ stay as
+they are, a run that was broken off goes on from there.
 """
 
 import argparse
 import collections
+import hashlib
 import pathlib
 import random
 import re
@@ -19,10 +23,12 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 WORK = ROOT / "build-mutate"
 TREE = WORK / "tree"
 BUILD = TREE / "build"
+OUTCOMES = WORK / "outcomes"
 EQUIVALENT = ROOT / "tools" / "equivalent-faults.txt"
-# Other tests run on a camera, or start programs that have nothing of the daemon in them.
+# The daemon in the test programs has none of these.
 LEFT_OUT = ("src/platform/", "src/app/main.cpp", "src/shared.h")
-# Nor does one on the real clock decide, where a busy machine is late.
+# Left out: tests of programs that have nothing of the daemon in them, and those on the real clock,
+# where a busy machine is late.
 OTHER_TESTS = r"^page$|RealClock|^Mqtt|^ConsoleExamples|^Page\.|^TwinTerminal|^TwinCompletion"
 # Whole cameras, all in one run of the test program.
 SESSIONS = "Every/SessionFile.*"
@@ -151,9 +157,10 @@ def copy_tree():
         shutil.copymode(source, copy)
 
 
-# The tests that fail; of those that are no sessions the first alone, unless all are asked for.
+# The tests that fail; the first alone, unless all are asked for.
 def failing(everything):
-    status, output = run(str(BUILD / "tests/kestrel-tests"), f"--gtest_filter={SESSIONS}",
+    stop = [] if everything else ["--gtest_fail_fast"]
+    status, output = run(str(BUILD / "tests/kestrel-tests"), f"--gtest_filter={SESSIONS}", *stop,
                          seconds=LONGEST_SECONDS)
     tests = re.findall(r"FAILED  \] Every/SessionFile.ComesOutAsItIsWritten/(\w+)", output)
     names = list(dict.fromkeys(tests or (["sessions"] if status != 0 else [])))
@@ -164,6 +171,26 @@ def failing(everything):
                          *stop, "-j2", seconds=LONGEST_SECONDS)
     tests = re.findall(r"^\s*\d+ - (\S+)", output, re.MULTILINE)
     return names + (tests or (["ctest"] if status != 0 else []))
+
+
+# What was noted of a tree like this one: the outcome and its tests, by the fault's place.
+def noted(matrix):
+    digest = hashlib.sha256(b"matrix" if matrix else b"first")
+    for part in ("src", "twin", "tests"):
+        for path in sorted(path for path in (TREE / part).rglob("*") if path.is_file()):
+            digest.update(str(path).encode() + path.read_bytes())
+    heading = digest.hexdigest()
+    lines = OUTCOMES.read_text().splitlines() if OUTCOMES.exists() else []
+    if lines[:1] != [heading]:
+        OUTCOMES.write_text(heading + "\n")
+        return {}
+    rows = [line.split("\t") for line in lines[1:]]
+    return {place: (outcome, tests.split()) for outcome, tests, place in rows}
+
+
+def note(place, outcome, tests):
+    with OUTCOMES.open("a") as file:
+        file.write(f"{outcome}\t{' '.join(tests)}\t{place}\n")
 
 
 # Null if it does not compile.
@@ -195,13 +222,14 @@ def main():
 
     TREE.mkdir(parents=True, exist_ok=True)
     copy_tree()
-    status, output = run("cmake", "-S", ".", "-B", str(BUILD), "-G", "Ninja", "-DKESTREL_WERROR=OFF",
+    known = noted(asked.matrix)
+    status, output = run("cmake", "-S", ".", "-B", str(BUILD), "-G", "Ninja", "-DKESTREL_WERROR=ON",
                          "-DCMAKE_BUILD_TYPE=Release", "-DKESTREL_BUILD_TESTS=ON")
     if status == 0:
         status, output = build()
     if status != 0:
         sys.exit(output)
-    if found := failing(True):
+    if found := [] if known else failing(True):
         sys.exit(f"fails without a fault: {', '.join(found)}")
 
     reasons = equivalent()
@@ -212,11 +240,14 @@ def main():
         if (fault.path, fault.line, fault.changed) in reasons:
             counts["equivalent"] += 1
             continue
-        tests = try_fault(fault, asked.matrix)
-        outcome = "refused" if tests is None else "killed" if tests else "survived"
+        if place not in known:
+            tests = try_fault(fault, asked.matrix)
+            known[place] = ("refused" if tests is None else "killed" if tests else "survived", tests or [])
+            note(place, *known[place])
+        outcome, tests = known[place]
         counts[outcome] += 1
-        killers.update(tests or [])
-        if tests is not None:
+        killers.update(tests)
+        if outcome != "refused":
             print(f"{outcome} {place}" + (f"  [{' '.join(tests)}]" if tests else ""), flush=True)
     print(", ".join(f"{number} {outcome}" for outcome, number in sorted(counts.items())))
     for test, number in killers.most_common():
