@@ -16,6 +16,7 @@ namespace {
 constexpr const char* kNoSubject[] = {""};
 constexpr const char* kAxisNames[] = {"pan", "tilt", "rotate", "zoom", "focus", "iris"};
 constexpr const char* kMcuNames[] = {"main", "sensor"};
+constexpr const char* kAreaNames[] = {"a", "b", "c"};
 constexpr const char* kFunctions[] = {"setPanForwardS",
                                       "setPanBackwardS",
                                       "setTiltForwardS",
@@ -99,6 +100,8 @@ constexpr FaultRow kFaults[] = {
      "sharpest N steps beside the lens's curve"},
     {Fault::sceneNoise, "scene", "", kNoSubject, "noise", kPercent,
      "noise on the focus statistics"},
+    {Fault::areaFlat, "area", "a|b|c", kAreaNames, "flat", kNoValue,
+     "nothing to focus on in this area of the picture"},
     {Fault::mcuLoaderFails, "mcu", "main|sensor", kMcuNames, "loader-fails", kNoValue,
      "firmware cannot be written"},
     {Fault::mcuSilent, "mcu", "main|sensor", kMcuNames, "silent", kCalls,

@@ -21,6 +21,7 @@ enum class Fault {
     sceneDark,        // 1
     sceneOffset,      // steps
     sceneNoise,       // amplitude in thousandths of a percent
+    areaFlat,         // 1
     mcuLoaderFails,   // 1
     mcuSilent,        // calls still to stay unanswered; -1 for good
     mcuSilentAfter,   // the same, from the next successful write on
@@ -31,10 +32,10 @@ enum class Fault {
     powerCut,         // changes of the camera's state up to the one before which it hits
     setAt,            // calls up to the one in which the outside set comes
 };
-constexpr int kFaultCount = 23;
+constexpr int kFaultCount = 24;
 
-// The value in force. `subject` is the axis, microcontroller or function number, 0 where there is
-// none. World lock held.
+// The value in force. `subject` is the axis, microcontroller, area or function number, 0 where
+// there is none. World lock held.
 int faultValue(Fault fault, int subject = 0);
 void setFaultValue(Fault fault, int subject, int value);
 

@@ -80,7 +80,8 @@ double sharpness(Area area, int zoom, int focus) {
     if (!sceneIsLit()) {
         return 0.0;
     }
-    if (faultValue(Fault::sceneFlat) != 0) {
+    if (faultValue(Fault::sceneFlat) != 0 ||
+        faultValue(Fault::areaFlat, static_cast<int>(area)) != 0) {
         return kFlat;
     }
     const double sharpest =
