@@ -393,8 +393,20 @@ std::vector<std::string> Head::setsOf(const std::string& key) {
 std::vector<std::string> keptBelow(const Broker& broker, const std::string& topic) {
     Client client(broker, topic + "/#");
     client.publish(topic + "/marker", "");
-    std::vector<std::string> lines = client.readTo(topic + "/marker ");
-    lines.pop_back();
+    client.readTo(topic + "/marker ");
+    // What passes by meanwhile comes, too; the last of a topic is what is kept.
+    std::map<std::string, std::string> kept;
+    for (const Received& message : client.received()) {
+        if (message.retained) {
+            kept[message.topic] = message.payload;
+        }
+    }
+    std::vector<std::string> lines;
+    for (const auto& [name, payload] : kept) {
+        if (!payload.empty()) {
+            lines.push_back(name + " " + payload);
+        }
+    }
     return lines;
 }
 

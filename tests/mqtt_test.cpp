@@ -63,6 +63,7 @@ TEST(MqttRealClock, TheWholeStateComesBeforeOnlineAndThenEverySet) {
                 IsSupersetOf({"kestrel/answers/me ok", "kestrel/cam7/bus/lens/camN/zoom r:200",
                               "kestrel/cam7/bus/lens/camN/zoomstatus run",
                               "kestrel/cam7/bus/lens/camN/position_zoom 1200"}));
+    client.readTo("kestrel/cam7/bus/lens/camN/action/cmd done");
     for (const Received& message : client.received()) {
         if (message.topic == "kestrel/answers/me") {
             EXPECT_EQ(message.correlation, std::string("4\0 2", 4));
@@ -75,8 +76,11 @@ TEST(MqttRealClock, TheWholeStateComesBeforeOnlineAndThenEverySet) {
     client.readTo("kestrel/cam7/bus/image/camN/sharpness ");
     waitForAll(head, client);
     expectKeptIsTheBus(broker, head);
+    head.process.write("set lens.test.last 1\n");
     EXPECT_THAT(head.setsOf("lens.camN.zoom"), ElementsAre("r:200"));
-    EXPECT_THAT(client.readTo("kestrel/cam7/state offline"), Not(Contains(HasSubstr("online"))));
+    EXPECT_THAT(
+        client.readTo("kestrel/cam7/state offline"),
+        AllOf(Not(Contains(HasSubstr("online"))), Contains("kestrel/cam7/bus/lens/test/last 1")));
 }
 
 TEST(MqttRealClock, WhatIsRefusedIsToldAndLosesNothingElse) {

@@ -74,6 +74,10 @@ TEST_F(TwinBus, DeliversLaterAndInTheOrderOfTheSetsOfTheWholeBus) {
     EXPECT_THAT(delivered(),
                 ElementsAre("x fifo.first go", "x leaves", "y fifo.second 0",
                             "y fifo.second outside", "y fifo.second 1", "y fifo.second 2"));
+    nbus_set("fifo.second", "3");
+    EXPECT_THAT(gHeard, IsEmpty());
+    twin::waitUntilDelivered(twin::now() + 1);
+    EXPECT_THAT(gHeard, ElementsAre("y fifo.second 3"));
 }
 
 TEST_F(TwinBus, ListenersHearInTheirOrderEveryLaterSetOfEveryKeyThatBeginsWithTheirText) {

@@ -18,6 +18,8 @@ namespace twin {
 namespace {
 
 constexpr Microseconds kLongestStart = 10'000'000;
+// However far behind the bus's dispatcher is, the run ends.
+constexpr Microseconds kLongestDelivery = 1'000'000;
 
 bool gStarted = false;
 
@@ -74,6 +76,7 @@ void startMqtt(const bridge::Options& options) {
 
 void stopMqtt() {
     if (gStarted) {
+        waitUntilDelivered(now() + kLongestDelivery);
         bridge::stopBridge();
     }
 }

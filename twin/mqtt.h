@@ -11,7 +11,7 @@ namespace twin {
 // standard error and status 1.
 void startMqtt(const bridge::Options& options);
 
-// Ends the connection in good order, if there is one.
+// Ends the connection in good order, if there is one: what has been set so far is told first.
 void stopMqtt();
 
 }  // namespace twin

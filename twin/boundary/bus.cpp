@@ -1,6 +1,7 @@
 #include "twin/boundary/bus.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <deque>
 #include <string_view>
@@ -60,6 +61,10 @@ struct Bus {
     Microseconds quietUntil = 0;
     Gate delivery;
     bool dispatching = false;
+    std::uint64_t sets = 0;       // that were ever made
+    std::uint64_t delivered = 0;  // of them
+    std::uint64_t awaited = 0;    // how many have to be before `caughtUp` opens
+    Gate caughtUp;
     void (*note)(const std::string&, const std::string&) = nullptr;
 };
 
@@ -138,6 +143,7 @@ void store(const char* kind, const std::string& key, const std::string& value) {
     }
     kept->second = value;
     b.deliveries.push_back({key, value, b.listeners.size()});
+    ++b.sets;
     b.delivery.open();
     noteSet(key, value);
 }
@@ -208,6 +214,13 @@ nbus_handler handlerFor(std::size_t index, const std::string& key) {
     return key.starts_with(listener.prefix) ? listener.handler : nullptr;
 }
 
+void countDelivery() {
+    const WorldLock world;
+    if (++bus().delivered == bus().awaited) {
+        bus().caughtUp.open();
+    }
+}
+
 void dispatch(void*) {
     for (;;) {
         bus().delivery.pass(kNever);
@@ -217,6 +230,7 @@ void dispatch(void*) {
                     handler(delivery->key.c_str(), delivery->value.c_str());
                 }
             }
+            countDelivery();
         }
     }
 }
@@ -266,6 +280,18 @@ int listenFromOutside(const char* prefix, nbus_handler handler) {
     const WorldLock world;
     bus().listeners.push_back({canonical(prefix), handler});
     return 0;
+}
+
+void waitUntilDelivered(Microseconds deadline) {
+    Bus& b = bus();
+    {
+        const WorldLock world;
+        if (b.delivered == b.sets) {
+            return;
+        }
+        b.awaited = b.sets;
+    }
+    b.caughtUp.pass(deadline);
 }
 
 std::optional<std::string> busValue(const std::string& key) {

@@ -37,6 +37,10 @@ std::string setFromConsole(const std::string& key, const std::string& value);
 // as platform/nbus.h has it. Real clock only. Returns 0.
 int listenFromOutside(const char* prefix, nbus_handler handler);
 
+// Waits until the listeners have heard every set that has been made so far, at most until
+// `deadline`. Not by two at a time.
+void waitUntilDelivered(Microseconds deadline);
+
 // The key's value; none if there is no such key.
 std::optional<std::string> busValue(const std::string& key);
 
