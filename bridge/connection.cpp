@@ -58,7 +58,7 @@ struct Link {
     std::string lastLogged;
     bool certified = false;  // the head has a certificate of its own
     bool ended = false;
-    bool forbidden = false;  // that something is has been said
+    std::string forbidden;  // the first message that the broker did not take, and why
     Ending ending;
 };
 
@@ -143,7 +143,7 @@ void onConnect(mosquitto*, void* object, int reason, int, const mosquitto_proper
 void onDisconnect(mosquitto*, void* object, int reason, const mosquitto_property*) {
     Link& link = *static_cast<Link*>(object);
     if (reason >= MQTT_RC_UNSPECIFIED) {
-        link.ending.rival = reason == MQTT_RC_SESSION_TAKEN_OVER;
+        link.ending.rival = link.ending.rival || reason == MQTT_RC_SESSION_TAKEN_OVER;
         end(link, reasonText(reason));
     }
 }
@@ -162,6 +162,23 @@ void onSubscribe(mosquitto*, void* object, int, int count, const int* granted,
     }
 }
 
+void tellForbidden(const Link& link) {
+    if (!link.forbidden.empty()) {
+        noteError(link.forbidden);
+    }
+}
+
+// Of all that the broker does not take the first is told, once others can hear of it.
+void noteForbidden(Link& link, const std::string& topic, int reason) {
+    if (link.forbidden.empty()) {
+        link.forbidden =
+            printable(topic) + ": the broker does not take it: " + mosquitto_reason_string(reason);
+        if (link.phase >= Phase::online) {
+            tellForbidden(link);
+        }
+    }
+}
+
 void onConfirmed(mosquitto*, void* object, int id, int reason, const mosquitto_property*) {
     Link& link = *static_cast<Link*>(object);
     const auto found = std::find_if(link.unconfirmed.begin(), link.unconfirmed.end(),
@@ -169,21 +186,24 @@ void onConfirmed(mosquitto*, void* object, int id, int reason, const mosquitto_p
     if (found == link.unconfirmed.end()) {
         return;
     }
-    if (reason >= MQTT_RC_UNSPECIFIED && !std::exchange(link.forbidden, true)) {
-        noteError(printable(found->message.topic) +
-                  ": the broker does not take it: " + mosquitto_reason_string(reason));
+    const bool refused = reason >= MQTT_RC_UNSPECIFIED;
+    if (refused) {
+        noteForbidden(link, found->message.topic, reason);
     }
     link.unconfirmed.erase(found);
     if (id != link.marker) {
         return;
     }
-    if (link.phase == Phase::confirming) {
+    if (link.phase == Phase::confirming && refused) {
+        end(link, "the broker does not let the head tell its state; check the account's rights");
+    } else if (link.phase == Phase::confirming) {
         publishState(link, "online");
         endState();
         link.phase = Phase::online;
         link.ending.wasOnline = true;
         gSeen = true;
         link.online(link.ending.rival);
+        tellForbidden(link);
     } else if (link.phase == Phase::leaving) {
         link.phase = Phase::gone;
     }

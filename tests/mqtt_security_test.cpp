@@ -11,10 +11,12 @@
 
 namespace {
 
+using testing::AllOf;
 using testing::AnyOf;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 
 constexpr int kNotAuthorized = 0x87;
@@ -103,7 +105,13 @@ TEST(MqttSecurityRealClock, AtASiteEverybodyDoesAndSeesWhatTheRulesSay) {
         olga.publish("kestrel/cam7/set/lens/camN/zoom", "r:2", {false, "answers/olga/1", "now"}),
         0);
     EXPECT_THAT(olga.readTo("answers/olga/1 ok"), Contains("kestrel/cam8/bus/lens/camN/pan r:1"));
-    victor.readTo("kestrel/cam7/bus/lens/camN/zoom r:2");
+    // A head that is made to speak where it may not stays where it is.
+    olga.publish("kestrel/cam7/set/lens/test/mark", "1", {false, "elsewhere", ""});
+    olga.readTo("kestrel/cam7/error elsewhere: the broker does not take it: Not authorized");
+    olga.publish("kestrel/cam7/set/lens/test/mark", "2");
+    EXPECT_THAT(victor.readTo("kestrel/cam7/bus/lens/test/mark 2"),
+                AllOf(Contains("kestrel/cam7/bus/lens/camN/zoom r:2"),
+                      Not(Contains("kestrel/cam7/state offline"))));
     EXPECT_THAT(head.setsOf("lens.camN.zoom"), ElementsAre("r:2"));
     victor.readTo("kestrel/cam7/state offline");
     for (const Received& message : victor.received()) {
@@ -141,6 +149,9 @@ TEST(MqttSecurityRealClock, WhoIsNotTrustedReadsOnePlainLineAboutIt) {
          {"--mqtt-password-file", site.broker.pathOf("cam8.password")},
          "does not take user or password; check --mqtt-user and --mqtt-password-file"},
         {site, {"--mqtt-password-file", site.broker.pathOf("empty")}, "no password in "},
+        {site,
+         {"--mqtt-user", "victor", "--mqtt-password-file", site.broker.pathOf("victor.password")},
+         "the broker does not let the head tell its state; check the account's rights"},
         {site,
          {"--mqtt-ca", site.broker.pathOf("stranger.crt")},
          "the broker's certificate is not accepted; check its dates, its host name and --mqtt-ca"},
