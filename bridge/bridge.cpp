@@ -2,7 +2,6 @@
 
 #include <mosquitto.h>
 #include <semaphore.h>
-#include <signal.h>
 
 #include <algorithm>
 #include <array>
@@ -12,7 +11,6 @@
 #include <random>
 #include <thread>
 
-#include "bridge/backoff.h"
 #include "bridge/connection.h"
 #include "bridge/info.h"
 #include "bridge/outgoing.h"
@@ -80,23 +78,15 @@ struct Failures {
 };
 
 void run() {
-    // Signals are the program's, and a broken TLS connection is no reason to die.
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_BLOCK, &all, nullptr);
-    std::minstd_rand random{std::random_device{}()};
-    std::uniform_real_distribution chance(0.0, 1.0);
     Failures failures;
-    for (bool ends = false; !ends;) {
+    serveConnections([&failures] {
         const Clock::time_point begin = Clock::now();
         const Ending ending = serveConnection(state().options, state().program.bus, sayOnline);
-        ends = waitForEnd(0);
-        if (!ends) {
+        if (!endRequested()) {
             sayEnding(ending);
-            const int count = failures.count(ending, Clock::now() - begin);
-            ends = waitForEnd(static_cast<int>(pauseAfter(count, chance(random)).count()));
         }
-    }
+        return failures.count(ending, Clock::now() - begin);
+    });
     sem_post(&state().ended);
 }
 

@@ -315,7 +315,7 @@ bool isStateTold() {
 
 bool hasRoomFor(std::string_view key) {
     const std::lock_guard lock(outgoing().mutex);
-    return outgoing().entries.size() < kMostKeys || outgoing().entries.contains(key);
+    return outgoing().entries.size() < kMostKeys || outgoing().entries.contains(canonical(key));
 }
 
 std::size_t knownKeys() {

@@ -80,7 +80,7 @@ bool takeLookAgain();
 // Whether endState has been called since the link is up.
 bool isStateTold();
 
-// Whether the key is known, or one more can be.
+// Whether the key, which may say cam1, is known, or one more can be.
 bool hasRoomFor(std::string_view key);
 
 std::size_t knownKeys();

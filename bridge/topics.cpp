@@ -75,6 +75,19 @@ std::string keyOf(std::string_view levels) {
     return exchanged(levels, '/', '.');
 }
 
+std::string canonical(std::string_view key) {
+    constexpr std::string_view kOwnCamera = "cam1";
+    std::string result(key);
+    for (std::size_t begin = 0; begin < result.size();) {
+        const std::size_t end = std::min(result.find('.', begin), result.size());
+        if (std::string_view(result).substr(begin, end - begin) == kOwnCamera) {
+            result.replace(begin, kOwnCamera.size(), "camN");
+        }
+        begin = end + 1;
+    }
+    return result;
+}
+
 bool isForwarded(std::string_view key) {
     const std::string_view family = key.substr(0, key.find('.'));
     return family.size() < key.size() && std::find(names().families.begin(), names().families.end(),

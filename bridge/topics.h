@@ -27,6 +27,9 @@ std::string_view ownLevels(std::string_view topic);
 // The key of levels that stand behind bus/ or set/: slashes become dots.
 std::string keyOf(std::string_view levels);
 
+// The key as the bus names it: cam1 is camN.
+std::string canonical(std::string_view key);
+
 // The key is of a family that is forwarded.
 bool isForwarded(std::string_view key);
 

@@ -2,6 +2,7 @@
 
 #include <mqtt_protocol.h>
 #include <poll.h>
+#include <signal.h>
 #include <sys/eventfd.h>
 
 #include <array>
@@ -10,6 +11,9 @@
 #include <chrono>
 #include <fstream>
 #include <optional>
+#include <random>
+
+#include "bridge/backoff.h"
 
 namespace bridge {
 
@@ -36,6 +40,17 @@ void takeWakeUp() {
     eventfd_t ignored = 0;
     eventfd_read(wakeDescriptor(), &ignored);
     gAwake = false;
+}
+
+// Waits so long, or until requestEnd is called.
+void waitForEnd(std::chrono::milliseconds time) {
+    const Clock::time_point until = Clock::now() + time;
+    while (!gEndRequested && Clock::now() < until) {
+        const auto rest = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now());
+        pollfd source = {wakeDescriptor(), POLLIN, 0};
+        poll(&source, 1, static_cast<int>(rest.count()));
+        takeWakeUp();
+    }
 }
 
 // A key with a pass phrase must not stop the program to ask for it.
@@ -137,15 +152,17 @@ bool endRequested() {
     return gEndRequested;
 }
 
-bool waitForEnd(int milliseconds) {
-    const Clock::time_point until = Clock::now() + std::chrono::milliseconds(milliseconds);
-    while (!gEndRequested && Clock::now() < until) {
-        const auto rest = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now());
-        pollfd source = {wakeDescriptor(), POLLIN, 0};
-        poll(&source, 1, static_cast<int>(rest.count()));
-        takeWakeUp();
+void serveConnections(const std::function<int()>& serve) {
+    // Signals are the program's, and a broken TLS connection is no reason to die.
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, nullptr);
+    std::minstd_rand random{std::random_device{}()};
+    std::uniform_real_distribution chance(0.0, 1.0);
+    while (!gEndRequested) {
+        const int failures = serve();
+        waitForEnd(pauseAfter(failures, chance(random)));
     }
-    return gEndRequested;
 }
 
 }  // namespace bridge

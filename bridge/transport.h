@@ -4,6 +4,7 @@
 
 #include <mosquitto.h>
 
+#include <functional>
 #include <string>
 
 #include "bridge/options.h"
@@ -33,7 +34,8 @@ void requestEnd();
 // Whether requestEnd was called. Any thread.
 bool endRequested();
 
-// Waits so long, or until requestEnd is called. True if it was.
-bool waitForEnd(int milliseconds);
+// Has `serve` make one connection after the other until requestEnd is called, with growing pauses
+// between. It returns how often it has failed in a row. For a thread that does nothing else.
+void serveConnections(const std::function<int()>& serve);
 
 }  // namespace bridge

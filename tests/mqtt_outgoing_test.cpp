@@ -91,6 +91,7 @@ TEST(MqttOutgoing, KeepsTheLatestValuesAndCountsTheWordsThatItLoses) {
     EXPECT_EQ(bridge::knownKeys(), bridge::kMostKeys);
     EXPECT_FALSE(bridge::hasRoomFor("lens.many.one_more"));
     EXPECT_TRUE(bridge::hasRoomFor("lens.camN.zoom"));
+    EXPECT_TRUE(bridge::hasRoomFor("lens.cam1.zoom"));
 }
 
 TEST(MqttBackoff, DoublesThePausesFromOneSecondToThirty) {

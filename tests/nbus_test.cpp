@@ -1,9 +1,7 @@
 // The bus for services on a workstation: services of the camera, a real broker and real heads.
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "broker.h"
@@ -32,20 +30,11 @@ struct Service : Process {
     explicit Service(const Broker& broker, const std::vector<std::string>& more = {})
         : Process(withEnvironment(broker, {KESTREL_SERVICE_PATH}, more)) {}
 
-    // What comes from here on up to `text`.
-    std::string readOn(const std::string& text) {
-        const std::string all = readTo(text);
-        const std::size_t begin = std::exchange(end_, all.size());
-        return all.substr(std::min(begin, all.size()));
-    }
     // What comes up to the line that ends with `answer`.
     std::string ask(const std::string& command, const std::string& answer) {
         write(command + "\n");
         return readOn(answer + "\n");
     }
-
-private:
-    std::size_t end_ = 0;
 };
 
 TEST(NbusRealClock, AServiceSeesTheWholeStateAndItsOwnSetsAtOnceAndHearsEverySetOnceInOrder) {

@@ -3,7 +3,6 @@
 #include <mosquitto.h>
 #include <mqtt_protocol.h>
 #include <semaphore.h>
-#include <signal.h>
 
 #include <algorithm>
 #include <atomic>
@@ -20,7 +19,6 @@
 #include <thread>
 #include <utility>
 
-#include "bridge/backoff.h"
 #include "bridge/bus.h"
 #include "bridge/client/environment.h"
 #include "bridge/client/state.h"
@@ -311,23 +309,15 @@ void serve(Link& link) {
 }
 
 void run() {
-    // Signals are the program's, and a broken TLS connection is no reason to die.
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_BLOCK, &all, nullptr);
-    std::minstd_rand random{std::random_device{}()};
-    std::uniform_real_distribution chance(0.0, 1.0);
     int failures = 0;
-    for (bool ends = false; !ends;) {
+    serveConnections([&failures] {
         Link link;
         serve(link);
-        failures = link.wasOnline ? 1 : failures + 1;
-        ends = endRequested();
-        if (!ends) {
+        if (!endRequested()) {
             note(shared().broker + ": " + inServiceTerms(link.reason), link.refused);
-            ends = waitForEnd(static_cast<int>(pauseAfter(failures, chance(random)).count()));
         }
-    }
+        return failures = link.wasOnline ? 1 : failures + 1;
+    });
     sem_post(&shared().ended);
 }
 

@@ -129,19 +129,6 @@ bool isThere(const Entry& entry) {
 
 }  // namespace
 
-std::string canonical(std::string_view key) {
-    constexpr std::string_view kOwnCamera = "cam1";
-    std::string result(key);
-    for (std::size_t begin = 0; begin < result.size();) {
-        const std::size_t end = std::min(result.find('.', begin), result.size());
-        if (std::string_view(result).substr(begin, end - begin) == kOwnCamera) {
-            result.replace(begin, kOwnCamera.size(), "camN");
-        }
-        begin = end + 1;
-    }
-    return result;
-}
-
 void addListener(std::string_view prefix, nbus_handler handler) {
     const std::lock_guard lock(state().mutex);
     state().listeners.push_back({canonical(prefix), handler});

@@ -26,9 +26,6 @@ inline constexpr std::size_t kMostOwnSets = 4096;
 // The most sets that wait for the program's handlers.
 inline constexpr std::size_t kMostDeliveries = 65536;
 
-// The key as the bus names it: cam1 is camN.
-std::string canonical(std::string_view key);
-
 // For the functions of the bus; keys may say cam1.
 
 void addListener(std::string_view prefix, nbus_handler handler);
