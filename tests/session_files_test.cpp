@@ -2,6 +2,8 @@
 //
 // A line of such a file is one of these; blank lines and those that begin with # are passed over.
 //
+//   @common LINE                  From here on every @camera begins with this line, too; with
+//                                 @common alone none of these lines counts any more.
 //   @camera [AXIS N | lens N]...  A camera is switched on that stands at these positions (the
 //                                 others: tests/session.h), with this lens type.
 //   @again                        The same camera is switched on again.
@@ -231,6 +233,25 @@ std::vector<Line> linesOf(std::ifstream& file) {
     return lines;
 }
 
+// The same with the common lines behind each @camera.
+std::vector<Line> withCommon(const std::vector<Line>& lines) {
+    std::vector<Line> result;
+    std::vector<Line> common;
+    for (const Line& line : lines) {
+        if (line.text == "@common") {
+            common.clear();
+        } else if (line.text.starts_with("@common ")) {
+            common.push_back({line.number, line.text.substr(8)});
+        } else {
+            result.push_back(line);
+        }
+        if (line.text.starts_with("@camera")) {
+            result.insert(result.end(), common.begin(), common.end());
+        }
+    }
+    return result;
+}
+
 class SessionFile : public testing::TestWithParam<std::filesystem::path> {};
 
 TEST_P(SessionFile, ComesOutAsItIsWritten) {
@@ -246,7 +267,7 @@ TEST_P(SessionFile, ComesOutAsItIsWritten) {
         }
         boot = {};
     };
-    for (const auto& [number, line] : linesOf(file)) {
+    for (const auto& [number, line] : withCommon(linesOf(file))) {
         if (line.starts_with("@camera") || line == "@again") {
             end();
             heading = "the boot of line " + std::to_string(number);
