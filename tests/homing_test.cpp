@@ -70,20 +70,4 @@ TEST(Homing, CountersAgreeWithTheMechanismAfterwards) {
     }
 }
 
-TEST(Homing, NewCameraHomesAtItsFirstBootOnly) {
-    for (const char* const seed : {"1", "2", "3"}) {
-        const Camera camera;
-        const Session first = camera.run(
-            "run 120\ncheck\nset lens.camN.zoom a:700\nrun 2\nexpect lens.camN.position_zoom 700",
-            {"--clock", "virtual", "--trace", "--seed", seed});
-        EXPECT_EQ(first.status, 0);
-        EXPECT_EQ(first.trace.count("log Home Pan:22166 22166"), 1);
-        EXPECT_EQ(camera.read("/mnt/nand/Home.txt"), "");
-        const Session second = camera.run(
-            "run 120\ncheck\nset lens.camN.zoom a:900\nrun 2\nexpect lens.camN.position_zoom 900");
-        EXPECT_EQ(second.status, 0);
-        EXPECT_EQ(second.trace.count("log Home "), 0);
-    }
-}
-
 }  // namespace

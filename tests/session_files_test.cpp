@@ -156,7 +156,8 @@ void take(const std::string& directive, std::optional<Camera>& camera, Boot& boo
     } else if (word == "show") {
         boot.shown = split(rest);
     } else if (word == "hide") {
-        boot.hidden = split(rest);
+        const std::vector<std::string> texts = split(rest);
+        boot.hidden.insert(boot.hidden.end(), texts.begin(), texts.end());
     } else if (word == "order") {
         boot.timed = false;
     } else if (word == "file") {

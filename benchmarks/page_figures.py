@@ -1,6 +1,6 @@
 """What the page costs and how quick it is, as a table.
 
-usage: figures.py KESTREL_TWIN
+usage: page_figures.py KESTREL_TWIN
 """
 
 import os

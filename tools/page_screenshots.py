@@ -1,6 +1,6 @@
 """Pictures of the page in the states that are worth a look.
 
-usage: screenshots.py KESTREL_TWIN FOLDER
+usage: page_screenshots.py KESTREL_TWIN FOLDER
 """
 
 import pathlib
