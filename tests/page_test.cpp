@@ -199,6 +199,9 @@ TEST(Page, AnswersEveryRequestRightAndWrong) {
         {"GET /../twin/main.cpp", "", kHost, 404, "no such path"},
         {"GET //main.js", "", kHost, 404, "no such path"},
         {"GET /console", "", kHost, 405, "Allow: POST\r\n"},
+        {"GET /recording", "", kHost, 204, ""},
+        {"GET /recording/1", "", kHost, 404, "no recording is shown; --replay FILE --page PORT"},
+        {"PUT /recording", "", kHost, 405, "Allow: GET, HEAD\r\n"},
         {"DELETE /head", "", kHost, 405, "Allow: GET, HEAD\r\n"},
         {"HEAD /events", "", kHost, 405, "Allow: GET\r\n"},
         {"POST /main.js", "x", kHost, 405, "Allow: GET, HEAD\r\n"},
@@ -448,21 +451,85 @@ TEST(Page, APlaceThatIsTakenOrWrongIsSaid) {
     }
 }
 
-TEST(Page, ShowsAReplay) {
+using FilmEvents = std::vector<std::pair<std::string, json>>;
+
+// The server-sent events of a text, each with its name.
+FilmEvents eventsOf(const std::string& text) {
+    FilmEvents events;
+    const std::string name = "event: ";
+    const std::string data = "\ndata: ";
+    for (std::size_t begin = 0; begin < text.size();) {
+        const std::size_t end = text.find("\n\n", begin);
+        const std::size_t middle = text.find(data, begin);
+        events.emplace_back(
+            text.substr(begin + name.size(), middle - begin - name.size()),
+            json::parse(text.substr(middle + data.size(), end - middle - data.size())));
+        begin = end + 2;
+    }
+    return events;
+}
+
+json headAt(const FilmEvents& events, double time) {
+    json head;
+    for (const auto& [name, event] : events) {
+        head = name == "head" && event["t"] <= time ? event : head;
+    }
+    head["t"] = time;
+    return head;
+}
+
+// The events are the trace that the run printed, and the heads those that the console told then.
+void expectTheRun(const FilmEvents& events, const Session& run) {
+    std::string trace;
+    for (const auto& [name, event] : events) {
+        if (name == "trace") {
+            trace +=
+                event["kind"].get<std::string>() + " " + event["text"].get<std::string>() + "\n";
+        }
+    }
+    std::string printed;
+    for (const std::string& line : linesOf(run.output)) {
+        if (line.starts_with("= {")) {
+            const json head = json::parse(line.substr(2));
+            EXPECT_EQ(headAt(events, head["t"]), head);
+        } else if (!line.starts_with("#") && !line.starts_with("=")) {
+            printed += line.substr(line.find(' ') + 1) + "\n";
+        }
+    }
+    EXPECT_EQ(trace, printed);
+}
+
+TEST(Page, ShowsTheFilmOfARecording) {
     const Camera camera(Positions{});
-    const Session run = camera.run(
-        "run 1\nmount desktop\nset lens.camN.zoom a:1500\nwait lens.camN.zoomstatus stop\n");
-    camera.write("/recording", run.output);
-    Page page({"--replay", camera.pathOf("/recording"), "--speed", "20", "--quiet"});
-    Connection events(page.port);
-    events.send("GET /events HTTP/1.0\r\n" + kHost + "\r\n");
-    // The last of the recorded events comes again, and the camera stays.
-    events.readTo("lens.camN.zoomstatus stop");
-    const json head = page.head();
-    EXPECT_EQ(head["zoom"]["position"], 1500);
-    EXPECT_EQ(head["pan"]["position"], Positions{}.pan);
-    EXPECT_EQ(head["mount"], "desktop");
-    EXPECT_EQ(page.console("quit").status, 200);
+    const Session first = camera.run(
+        "run 1\nmount desktop\nset lens.camN.zoom a:1500\nrun 0.2\nhead\nfault scene dark\nrun 3\n"
+        "head\nset lens.camN.pan a:100\nrun 0.32\nhead\nrun 0.04\npower-cut\n");
+    const Session second = camera.run("head\nrun 2\nset lens.camN.pan a:9000\nrun 1\nhead\n");
+    camera.write("/recording", first.output + second.output);
+    Page page({"--replay", camera.pathOf("/recording"), "--speed", "20"});
+    EXPECT_EQ(json::parse(page.request("GET /recording").body),
+              json::parse(R"({"file":"recording","speed":20,"step":0.04,"boots":[
+                  {"end":4.56,"off":true,"fails":[]},{"end":3.0,"off":false,"fails":[0.0]}]})"));
+    const FilmEvents boot = eventsOf(page.request("GET /recording/1").body);
+    ASSERT_FALSE(boot.empty());
+    EXPECT_EQ(boot.front().first, "bus");
+    EXPECT_EQ(boot.front().second["lens.global.led_power"], "255");
+    EXPECT_EQ(boot.back().first, "head");
+    EXPECT_EQ(boot.back().second["on"], false);
+    EXPECT_THAT(boot, testing::Contains(std::pair<std::string, json>(
+                          "faults", json::parse(R"(["scene dark"])"))));
+    expectTheRun(boot, first);
+    expectTheRun(eventsOf(page.request("GET /recording/2").body), second);
+    EXPECT_EQ(page.request("GET /recording/3").status, 404);
+    for (const char* const steering :
+         {"GET /head", "GET /bus", "PUT /bus/k", "POST /console", "GET /events"}) {
+        const Answer refused = page.request(steering, "v");
+        EXPECT_EQ(refused.status, 409) << steering;
+        EXPECT_THAT(refused.body, StartsWith("a recording is shown")) << steering;
+    }
+    EXPECT_EQ(page.request("GET /").status, 200);
+    page.signal(SIGTERM);
+    EXPECT_EQ(page.finish(), 128 + SIGTERM);
 }
 
 }  // namespace

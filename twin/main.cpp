@@ -3,6 +3,7 @@
 #include "twin/console/console.h"
 #include "twin/mqtt.h"
 #include "twin/options.h"
+#include "twin/page/film.h"
 #include "twin/page/page.h"
 #include "twin/replay/replay.h"
 
@@ -15,15 +16,6 @@ int runOnPage(const twin::Options& options) {
     boot.console = options.console;
     boot.startServices = [&options] { twin::startMqtt(options.mqtt); };
     boot.stopServices = twin::stopMqtt;
-    if (!options.replay.file.empty()) {
-        const auto watched = twin::watchReplay(options.replay, options.session);
-        if (!watched) {
-            return 2;
-        }
-        boot.session = watched->session;
-        boot.startFirst = watched->start;
-        boot.layCamera = watched->layCamera;
-    }
     return twin::runPage(*options.page, boot);
 }
 
@@ -37,6 +29,11 @@ int main(int argc, char** argv) {
     const twin::Options& options = commandLine.options;
     if (!twin::openStreams(options.script)) {
         return 1;
+    }
+    if (options.page && !options.replay.file.empty()) {
+        return twin::makeFilm(options.replay, options.session, runKestrel)
+                   ? twin::showFilm(*options.page)
+                   : 2;
     }
     if (options.page) {
         return runOnPage(options);

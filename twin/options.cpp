@@ -130,7 +130,7 @@ struct OptionRow {
 
 constexpr std::array<OptionRow, 15> kOptions = {{
     {"clock", "virtual|real", "time jumps, or follows the wall clock", takeClock},
-    {"speed", "0.01..1000", "factor of the real clock", takeSpeed},
+    {"speed", "0.01..1000", "factor of the real clock, or of what the page plays", takeSpeed},
     {"state", "DIRECTORY", "keep the camera there between runs", takeState},
     {"lens-type", "NUMBER", "the lens type; 10 is the long lens", takeLensType},
     {"mount", "ceiling|desktop|wall0|wall90|wall180|wall270", "how the camera hangs", takeMount},
@@ -140,7 +140,8 @@ constexpr std::array<OptionRow, 15> kOptions = {{
     {"stop-on-error", nullptr, "end with the first command that fails", takeStopOnError},
     {"page", "[ADDRESS:]PORT", "serve the head's page there; 127.0.0.1 without an address",
      takePage},
-    {"replay", "FILE", "repeat the run whose trace is in FILE", takeReplay},
+    {"replay", "FILE", "repeat the run whose trace is in FILE; with --page: show it there",
+     takeReplay},
     {"compare", nullptr, "with --replay: print what came out differently, and no trace",
      takeCompare},
     {"replay-damaged", nullptr, "with --replay: leave out what of FILE is damaged",
@@ -234,12 +235,11 @@ std::string replayProblem(const Given& given) {
                          " is accepted with --replay only"
                    : "";
     }
-    const bool quiet = options.session.output.quiet && !options.page;
-    const std::string other = !given.notWithReplay.empty() ? given.notWithReplay
-                              : quiet                      ? "--quiet"
-                              : options.mqtt.wanted        ? "--mqtt"
-                              : !options.script.empty()    ? "a script"
-                                                           : "";
+    const std::string other = !given.notWithReplay.empty()   ? given.notWithReplay
+                              : options.session.output.quiet ? "--quiet"
+                              : options.mqtt.wanted          ? "--mqtt"
+                              : !options.script.empty()      ? "a script"
+                                                             : "";
     if (!other.empty()) {
         return other + " is not accepted with --replay: the recording says how the run was made";
     }
@@ -247,8 +247,9 @@ std::string replayProblem(const Given& given) {
     if (options.replay.compare && (real || options.page)) {
         return "--compare is accepted with the virtual clock and without --page only";
     }
-    const bool standsStill = given.clock && options.session.virtualClock && options.page;
-    return standsStill ? "--replay is accepted with --page and --clock real only" : "";
+    return given.clock && options.page
+               ? "--clock is not accepted with --replay and --page: the page has its own time"
+               : "";
 }
 
 CommandLine finish(Given& given) {

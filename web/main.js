@@ -1,4 +1,4 @@
-// Puts the panels together and opens the link.
+// Puts the panels together and opens the link, or the recording.
 
 import {makeActions} from './panels/actions.js';
 import {makeAxes} from './panels/axes.js';
@@ -10,11 +10,13 @@ import {makeHead} from './panels/head.js';
 import {makeKeys} from './panels/keys.js';
 import {makeLights} from './panels/lights.js';
 import {makePicture} from './panels/picture.js';
+import {makePlayer} from './panels/player.js';
 import {makeCamera} from './panels/camera.js';
 import {makeSteer} from './panels/steer.js';
 import {makeTimeline} from './panels/timeline.js';
 import {makeTrace} from './panels/trace.js';
 import {element} from './shared/dom.js';
+import {readRecording} from './shared/recording.js';
 import {connect} from './shared/server.js';
 
 const left = element(
@@ -23,5 +25,11 @@ const left = element(
 const right = element(
     'div', {class: 'column'}, makeHead(), makeAxes(), makeFocus(), makeCamera(), makeLights(),
     makeFaults(), makeKeys());
-document.body.append(makeBanner(), element('main', {}, left, right), makeConsole());
-connect();
+document.body.append(makeBanner(), element('main', {}, left, right));
+const recording = await readRecording();
+if (recording === null) {
+    document.body.append(makeConsole());
+    connect();
+} else {
+    document.body.append(makePlayer(recording));
+}

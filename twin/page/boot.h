@@ -18,10 +18,6 @@ struct Boot {
     std::function<void()> stopServices;
     std::string input;   // read from standard input and not carried out yet,
     int inputLines = 0;  // and how many lines came before
-    // Goes with the first boot alone, as startServices does with each.
-    std::function<void()> startFirst;
-    // Lays a camera into its place before the first boot. Returns an error text, empty on success.
-    std::function<std::string()> layCamera;
 };
 
 }  // namespace twin

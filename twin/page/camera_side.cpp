@@ -245,9 +245,6 @@ void runCamera(const Boot& boot, int link) {
     borrowPlace();
     powerUp(boot.session, boot.daemon);
     boot.startServices();
-    if (boot.startFirst) {
-        boot.startFirst();
-    }
     tellHead(true);
     post(PacketKind::ready, 0, "");
     std::thread(takePackets, link).detach();

@@ -22,7 +22,7 @@ enum class PacketKind : char {
     // From the camera.
     ready,     // -: the daemon has been started
     begin,     // -: a line of the question is carried out from now on
-    answer,    // a line of text, without its end; of `bus`: a key, a NUL, the value
+    answer,    // a line of text, without its end; of `bus`: a key, a NUL, the value, as in a film
     end,       // -: the line is done
     finished,  // "0", or "1" if something failed
     trace,     // SECONDS KIND TEXT
@@ -30,7 +30,8 @@ enum class PacketKind : char {
     headNow,   // the head's JSON; number 0
     farewell,  // why the run ends: "quit", "signal" or "off", and on lines of their own what the
                // next run begins with: the speed, how many lines of the input are done, and the
-               // input that is still unread
+    // input that is still unread. In a film: "on" if the camera was to the end, else "off"
+    faults,  // in a film: those in force, one a line
 };
 
 struct Packet {

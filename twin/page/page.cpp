@@ -45,6 +45,10 @@ int complainAndEnd(const std::string& problem) {
     return 1;
 }
 
+void sayWhere(const std::string& url) {
+    std::fprintf(stderr, "kestrel-twin: the page is at %s\n", url.c_str());
+}
+
 void serve(int signals) {
     while (!powerIsOver()) {
         const std::array<pollfd, 2> power = powerSources();
@@ -66,22 +70,35 @@ int runPage(const PageAddress& where, const Boot& first) {
         return complainAndEnd("--page " + refusal);
     }
     Boot boot = first;
-    std::string problem = takePlace(boot.session.stateDirectory);
-    if (problem.empty() && boot.layCamera) {
-        problem = boot.layCamera();
-    }
-    if (!problem.empty()) {
+    if (const std::string problem = takePlace(boot.session.stateDirectory); !problem.empty()) {
         leavePlace();
         return complainAndEnd(problem);
     }
     boot.session.stateDirectory = placeOfCamera();
-    std::fprintf(stderr, "kestrel-twin: the page is at %s\n", url.c_str());
+    sayWhere(url);
     if (startPower(boot, runCamera, {sendTraceEvent, sendLostEvent, sendHeadEvent})) {
         serve(signals);
     }
     closeServer();
     leavePlace();
     return powerStatus();
+}
+
+int showFilm(const PageAddress& where) {
+    const int signals = openSignals();
+    std::string url;
+    if (const std::string refusal = openServer(where, url); !refusal.empty()) {
+        return complainAndEnd("--page " + refusal);
+    }
+    sayWhere(url);
+    signalfd_siginfo info{};
+    while (read(signals, &info, sizeof info) != static_cast<ssize_t>(sizeof info)) {
+        std::array<pollfd, 2> sources = {{{serverDescriptor(), POLLIN, 0}, {signals, POLLIN, 0}}};
+        poll(sources.data(), sources.size(), serverPatience());
+        serveRequests();
+    }
+    closeServer();
+    return 128 + static_cast<int>(info.ssi_signo);
 }
 
 }  // namespace twin

@@ -10,4 +10,8 @@ namespace twin {
 // cannot be served at all, after a line on standard error.
 int runPage(const PageAddress& where, const Boot& first);
 
+// Shows the film that has been made (film.h), in the place of a camera, until a signal ends the
+// program. Returns the exit status, as runPage does.
+int showFilm(const PageAddress& where);
+
 }  // namespace twin

@@ -265,7 +265,6 @@ void takeReady() {
     gBoot.session.camera.lensType.reset();
     gBoot.session.camera.mount.clear();
     gBoot.input.clear();
-    gBoot.startFirst = nullptr;
     if (!gQuestions.empty() && gQuestions.front().begun) {
         gQuestions.front().begun = false;
         dropLine(gQuestions.front());

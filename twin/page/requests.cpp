@@ -18,17 +18,19 @@ struct Route {
     Action action;
 };
 
-constexpr std::array<Route, 5> kRoutes = {{
+constexpr std::array<Route, 7> kRoutes = {{
     {"/head", "GET", Action::head},
     {"/bus", "GET", Action::bus},
     {"/bus/", "PUT", Action::set},
     {"/console", "POST", Action::console},
     {"/events", "GET", Action::events},
+    {"/recording", "GET", Action::recording},
+    {"/recording/", "GET", Action::boot},
 }};
 
 constexpr const char* kAcceptedPaths =
     "no such path, accepted: GET /, GET /head, GET /bus?below=PREFIX, PUT /bus/KEY, "
-    "POST /console, GET /events";
+    "POST /console, GET /events, GET /recording, GET /recording/BOOT";
 
 Plan refused(int status, const std::string& problem) {
     Plan plan;
@@ -95,7 +97,7 @@ Plan planRoute(const Route& route, const std::string& method, const std::string&
     } else if (!query.empty()) {
         return refused(400, "no query is accepted here");
     }
-    if (route.action == Action::set) {
+    if (route.action == Action::set || route.action == Action::boot) {
         plan.key = path.substr(route.path.size());
     }
     return plan;

@@ -22,7 +22,7 @@ struct RequestHead {
     std::size_t bytes = 0;              // of all that
 };
 
-enum class Action { asset, head, bus, set, console, events };
+enum class Action { asset, head, bus, set, console, events, recording, boot };
 
 struct Plan {
     int status = 200;     // or what is wrong
@@ -30,7 +30,7 @@ struct Plan {
     std::string allowed;  // the methods, where another one was used
     Action action{};
     const Asset* asset = nullptr;
-    std::string key;  // to be set, or what the wanted keys begin with
+    std::string key;  // to be set, or what the wanted keys begin with; of a boot: its number
     // A refusal comes after the body has been read, because a client that is still sending when
     // its connection ends may not see it; but at once if the body would be too much of that.
     bool atOnce = false;

@@ -21,6 +21,7 @@
 #include <utility>
 
 #include "twin/page/events.h"
+#include "twin/page/film.h"
 #include "twin/page/json.h"
 #include "twin/page/power.h"
 #include "twin/page/requests.h"
@@ -44,6 +45,7 @@ constexpr int kSendBuffer = 64 * 1024;
 
 constexpr const char* kText = "text/plain; charset=utf-8";
 constexpr const char* kJson = "application/json";
+constexpr const char* kEvents = "text/event-stream";
 
 struct Answer {
     unsigned int status = 200;
@@ -173,7 +175,7 @@ MHD_Result sendStream(Exchange& exchange) {
     MHD_Response* const response = MHD_create_response_from_callback(
         MHD_SIZE_UNKNOWN, std::size_t{8} * 1024, readStream, &exchange, nullptr);
     MHD_add_response_header(response, MHD_HTTP_HEADER_CACHE_CONTROL, "no-store");
-    return queueResponse(exchange.connection, 200, response, "text/event-stream");
+    return queueResponse(exchange.connection, 200, response, kEvents);
 }
 
 // What the camera said, as an answer to the request.
@@ -226,6 +228,22 @@ MHD_Result sendRefusal(const Exchange& exchange) {
                                             exchange.plan.problem + "\n", exchange.plan.allowed});
 }
 
+Answer filmAnswer(const Plan& plan) {
+    constexpr const char* kNone = "no recording is shown; --replay FILE --page PORT shows one\n";
+    constexpr const char* kNoBoot = "the recording has no such boot; GET /recording lists them\n";
+    if (plan.action == Action::recording) {
+        return filmIsShown() ? Answer{200, kJson, filmSummary() + "\n", ""}
+                             : Answer{204, kText, "", ""};
+    }
+    if (plan.action == Action::boot) {
+        auto events = filmedBoot(plan.key);
+        return events ? Answer{200, kEvents, std::move(*events), ""}
+                      : Answer{404, kText, filmIsShown() ? kNoBoot : kNone, ""};
+    }
+    return {409, kText, "a recording is shown, and no camera steered; accepted: GET /recording\n",
+            ""};
+}
+
 // The whole request is here, or the camera has answered it.
 MHD_Result serveExchange(Exchange& exchange) {
     setBusy(exchange.connection, true);
@@ -234,6 +252,10 @@ MHD_Result serveExchange(Exchange& exchange) {
     }
     if (exchange.plan.action == Action::asset) {
         return sendAsset(exchange.connection, *exchange.plan.asset);
+    }
+    if (filmIsShown() || exchange.plan.action == Action::recording ||
+        exchange.plan.action == Action::boot) {
+        return sendAnswer(exchange.connection, filmAnswer(exchange.plan));
     }
     if (exchange.plan.action == Action::events) {
         return sendStream(exchange);

@@ -3,20 +3,17 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <optional>
 #include <string>
-#include <thread>
 
 #include "twin/boundary/bus.h"
 #include "twin/boundary/readiness.h"
 #include "twin/camera/place.h"
 #include "twin/clock/actors.h"
 #include "twin/console/commands.h"
-#include "twin/console/requests.h"
 #include "twin/trace/output.h"
 #include "twin/trace/trace.h"
 
@@ -61,8 +58,8 @@ std::string set(const RecordedEvent& event) {
                           event.text.substr(std::min(blank + 1, event.text.size())));
 }
 
-}  // namespace
-
+// Lays the run's camera into the place that has been taken (place.h). An error text, empty on
+// success.
 std::string layCamera(const RecordedRun& run) {
     const std::string& place = placeOfCamera();
     bool good = true;
@@ -81,8 +78,6 @@ std::string layCamera(const RecordedRun& run) {
     return good ? "" : failureOf(place, "cannot be written");
 }
 
-namespace {
-
 void perform(const RecordedEvent& event) {
     std::string problem;
     if (event.kind == "cmd") {
@@ -98,19 +93,6 @@ void perform(const RecordedEvent& event) {
                              0});
     }
     complainOf(event, problem);
-}
-
-// The same from a thread beside the console's, with the real clock.
-void performBeside(const RecordedEvent& event) {
-    if (event.kind == "cmd") {
-        complainOf(event, set(event));
-    } else if (!event.text.starts_with("speed ")) {
-        postCommands({{event.text},
-                      [event](const std::string& answer) {
-                          complainOf(event, answer.starts_with("error ") ? answer : "");
-                      },
-                      [](bool) {}});
-    }
 }
 
 // The axis of an order to a motor, "setPanForwardS ..." as "setPan"; empty for everything else.
@@ -220,6 +202,8 @@ OrdersOfAxes& givenOrders() {
     return orders;
 }
 
+const RunWatcher* gWatcher = nullptr;
+
 void noteOrder(const std::string& line) {
     const std::size_t kind = line.find(' ') + 1;
     const std::size_t text = line.find(' ', kind) + 1;
@@ -229,12 +213,28 @@ void noteOrder(const std::string& line) {
     }
 }
 
+void takeLine(const std::string& line) {
+    noteOrder(line);
+    if (gWatcher != nullptr) {
+        gWatcher->trace(line);
+    }
+}
+
+// Lets time pass, and the watcher look meanwhile.
+void passUntil(Microseconds when) {
+    while (gWatcher != nullptr && now() / kWatchPeriod < when / kWatchPeriod) {
+        sleepUntil((now() / kWatchPeriod + 1) * kWatchPeriod);
+        gWatcher->look();
+    }
+    sleepUntil(when);
+}
+
 // Lets time pass until the replay's act should come: `time`, or the same order's turn.
-void sleepUntilOrder(const Anchor& anchor, Microseconds time) {
+void passUntilOrder(const Anchor& anchor, Microseconds time) {
     const Orders& given = givenOrders()[anchor.axis];
-    sleepUntil(time - kMostMoved);
+    passUntil(time - kMostMoved);
     while (given.count < anchor.count && now() < time + kMostMoved) {
-        sleepUntil(now() + kLook);
+        passUntil(now() + kLook);
     }
     if (given.count != anchor.count) {
         return;
@@ -245,7 +245,7 @@ void sleepUntilOrder(const Anchor& anchor, Microseconds time) {
         const Microseconds period = given.last - given.before;
         past = std::min(past * period / anchor.period, period * 9 / 10);
     }
-    sleepUntil(given.last + past);
+    passUntil(given.last + past);
 }
 
 void playActs(const RecordedRun& run, bool anchored) {
@@ -262,9 +262,9 @@ void playActs(const RecordedRun& run, bool anchored) {
         }
         ++next;
         if (const auto anchor = anchorOf(run, i, recorded); anchor && anchored) {
-            sleepUntilOrder(*anchor, event.time);
+            passUntilOrder(*anchor, event.time);
         } else {
-            sleepUntil(event.time);
+            passUntil(event.time);
         }
         recorded.clear();
         givenOrders().clear();
@@ -274,7 +274,8 @@ void playActs(const RecordedRun& run, bool anchored) {
 
 }  // namespace
 
-void play(const RecordedRun& run, const SessionOptions& options, int (*daemon)()) {
+void play(const RecordedRun& run, const SessionOptions& options, int (*daemon)(),
+          const RunWatcher* watcher) {
     std::string problem = takePlace("");
     if (problem.empty()) {
         problem = layCamera(run);
@@ -285,30 +286,23 @@ void play(const RecordedRun& run, const SessionOptions& options, int (*daemon)()
         _exit(2);
     }
     const bool anchored = options.virtualClock && !madeInVirtualTime(run);
-    if (anchored) {
-        tapTrace(noteOrder);
+    gWatcher = watcher;
+    if (anchored || watcher != nullptr) {
+        tapTrace(takeLine);
     }
     powerUp(options, daemon);
+    if (watcher != nullptr) {
+        watcher->look();
+    }
     if (!clockIsVirtual()) {
         waitUntilReady(kLongestStart);
     }
     playActs(run, anchored);
-    sleepUntil(run.end);
+    passUntil(run.end);
+    if (watcher != nullptr) {
+        watcher->over();
+    }
     endRun(0);
-}
-
-void playBeside(const RecordedRun& run) {
-    std::thread([run] {
-        // Signals are the program's.
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_BLOCK, &all, nullptr);
-        waitUntilReady(kLongestStart);
-        for (const std::size_t act : actsOf(run)) {
-            sleepUntil(run.events[act].time);
-            performBeside(run.events[act]);
-        }
-    }).detach();
 }
 
 }  // namespace twin

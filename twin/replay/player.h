@@ -4,16 +4,19 @@
 #include <string>
 
 #include "twin/camera/session.h"
+#include "twin/clock/timeline.h"
 #include "twin/replay/recording.h"
 
 namespace twin {
 
-// Lays the run's camera into the place that has been taken (place.h). An error text, empty on
-// success.
-std::string layCamera(const RecordedRun& run);
-
-// Gives the camera that has been booted the run's acts on a thread of its own, with the real clock.
-void playBeside(const RecordedRun& run);
+// Who watches a run while it is played, on the virtual clock.
+struct RunWatcher {
+    void (*trace)(const std::string& line);  // as tapTrace gives it
+    // The camera has just been booted, or its clock has come to a multiple of kWatchPeriod.
+    void (*look)();
+    void (*over)();  // the recorded time is over, and the camera is on
+};
+constexpr Microseconds kWatchPeriod = 40'000;
 
 // Boots the run's camera and gives it what it was given; ends the process as the run ended. In a
 // process of its own.
@@ -22,6 +25,9 @@ void playBeside(const RecordedRun& run);
 // followed an order to a motor so closely that a loop was between two orders (a `stop` in the midst
 // of a continuous move) follows the same order on the virtual clock, so that the axis gets as many
 // of them and ends at the same place.
-[[noreturn]] void play(const RecordedRun& run, const SessionOptions& options, int (*daemon)());
+//
+// `watcher` is null where nobody watches.
+[[noreturn]] void play(const RecordedRun& run, const SessionOptions& options, int (*daemon)(),
+                       const RunWatcher* watcher = nullptr);
 
 }  // namespace twin

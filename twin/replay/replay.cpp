@@ -102,37 +102,31 @@ std::optional<SessionOptions> optionsFor(const RecordedRun& run, const SessionOp
     return options;
 }
 
-// Each returns the run's exit status.
-
-int replayTwin(const RecordedRun& run, const ReplayOptions& options, const SessionOptions& session,
-               int (*daemon)()) {
-    if (!session.camera.mount.empty()) {
+// The run of a file, and what is to be played for it; none if that is of no use.
+std::optional<PlayableRun> playable(const RecordedRun& recorded, const ReplayOptions& options,
+                                    const SessionOptions& session) {
+    const bool field = recorded.program == kFieldProgram;
+    if (!field && !session.camera.mount.empty()) {
         complain("--mount is accepted for recordings of kestrel-mqtt only");
-        return kNoUse;
+        return std::nullopt;
     }
+    RecordedRun run = field ? modelRunFor(recorded, session.camera.mount) : recorded;
     const auto made = optionsFor(run, session, options.file);
-    if (!made) {
-        return kNoUse;
-    }
-    if (!options.compare) {
-        return inOwnProcess([&] { play(run, *made, daemon); });
-    }
-    const auto again = replayed(run, *made, daemon);
-    return !again ? kNoUse : printComparison(run, *again) ? 0 : 1;
+    return made ? std::optional(PlayableRun{std::move(run), *made}) : std::nullopt;
 }
 
-int replayField(const RecordedRun& run, const ReplayOptions& options, const SessionOptions& session,
-                int (*daemon)()) {
-    const RecordedRun model = modelRunFor(run, session.camera.mount);
-    const auto made = optionsFor(model, session, options.file);
-    if (!made) {
+// The run's exit status.
+int replay(const RecordedRun& recorded, const PlayableRun& played, bool compare, int (*daemon)()) {
+    if (!compare) {
+        return inOwnProcess([&] { play(played.run, played.session, daemon); });
+    }
+    const auto again = replayed(played.run, played.session, daemon);
+    if (!again) {
         return kNoUse;
     }
-    if (!options.compare) {
-        return inOwnProcess([&] { play(model, *made, daemon); });
-    }
-    const auto came = replayed(model, *made, daemon);
-    return !came ? kNoUse : printFieldComparison(run, *came) ? 0 : 1;
+    const bool good = recorded.program == kFieldProgram ? printFieldComparison(recorded, *again)
+                                                        : printComparison(recorded, *again);
+    return good ? 0 : 1;
 }
 
 }  // namespace
@@ -143,9 +137,9 @@ int runReplay(const ReplayOptions& options, const SessionOptions& session, int (
         return kNoUse;
     }
     int status = 0;
-    for (const RecordedRun& run : recording.runs) {
-        const int one = run.program == kFieldProgram ? replayField(run, options, session, daemon)
-                                                     : replayTwin(run, options, session, daemon);
+    for (const RecordedRun& recorded : recording.runs) {
+        const auto played = playable(recorded, options, session);
+        const int one = played ? replay(recorded, *played, options.compare, daemon) : kNoUse;
         if (one == kNoUse) {
             return kNoUse;
         }
@@ -154,21 +148,20 @@ int runReplay(const ReplayOptions& options, const SessionOptions& session, int (
     return status;
 }
 
-std::optional<WatchedReplay> watchReplay(const ReplayOptions& options,
-                                         const SessionOptions& session) {
+std::vector<PlayableRun> playableRuns(const ReplayOptions& options, const SessionOptions& session) {
     const Recording recording = readRecording(options.file);
+    std::vector<PlayableRun> runs;
     if (!usable(recording, options)) {
-        return std::nullopt;
+        return runs;
     }
-    const RecordedRun& first = recording.runs.front();
-    const RecordedRun run =
-        first.program == kFieldProgram ? modelRunFor(first, session.camera.mount) : first;
-    auto made = optionsFor(run, session, options.file);
-    if (!made) {
-        return std::nullopt;
+    for (const RecordedRun& recorded : recording.runs) {
+        auto run = playable(recorded, options, session);
+        if (!run) {
+            return {};
+        }
+        runs.push_back(std::move(*run));
     }
-    made->output = session.output;
-    return WatchedReplay{*made, [run] { return layCamera(run); }, [run] { playBeside(run); }};
+    return runs;
 }
 
 }  // namespace twin

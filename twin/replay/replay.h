@@ -1,11 +1,11 @@
 // Repeats recorded runs: the same camera, given the same acts at the same times.
 #pragma once
 
-#include <functional>
-#include <optional>
 #include <string>
+#include <vector>
 
 #include "twin/camera/session.h"
+#include "twin/replay/recording.h"
 
 namespace twin {
 
@@ -21,16 +21,15 @@ struct ReplayOptions {
 // file is of no use, which a line on standard error says.
 int runReplay(const ReplayOptions& options, const SessionOptions& session, int (*daemon)());
 
-// What the page needs to show the recording's first run with the real clock.
-struct WatchedReplay {
+// One run of a recording, and the options to play it with.
+struct PlayableRun {
+    RecordedRun run;
     SessionOptions session;
-    std::function<std::string()> layCamera;  // in the place that has been taken
-    std::function<void()> start;             // once the camera has been booted
 };
 
-// None, with a line on standard error, if the file is of no use. `session` has the clock's speed
-// and what is printed.
-std::optional<WatchedReplay> watchReplay(const ReplayOptions& options,
-                                         const SessionOptions& session);
+// The runs of the recording, in their order, as play() takes them; those of a camera in the field
+// as the model's. None, with a line on standard error, if the file is of no use. `session` has the
+// clock, and how a camera in the field hangs.
+std::vector<PlayableRun> playableRuns(const ReplayOptions& options, const SessionOptions& session);
 
 }  // namespace twin

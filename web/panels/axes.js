@@ -12,7 +12,7 @@ import {
     wordKey
 } from '../shared/axes.js';
 import {drawSoon, element, fixed, offer, panel, setText} from '../shared/dom.js';
-import {listen, model, powered, published} from '../shared/model.js';
+import {listen, model, published, steerable} from '../shared/model.js';
 import {send} from '../shared/server.js';
 
 /** @typedef {import('../shared/axes.js').Axis} Axis */
@@ -83,7 +83,7 @@ function addAiming({axis, bar}) {
     });
     bar.addEventListener('click', (event) => {
         follow(event);
-        if (powered()) send(command());
+        if (steerable()) send(command());
     });
     bar.addEventListener('keydown', (event) => {
         const steps = /** @type {Record<string, number>} */ ({
@@ -97,7 +97,7 @@ function addAiming({axis, bar}) {
             End: 1
         });
         const step = steps[event.key];
-        if (step === undefined || !powered()) return;
+        if (step === undefined || !steerable()) return;
         event.preventDefault();
         const [least, most] = rangeOf(axis);
         const from = targets.get(name)?.goal ?? model.head?.[name].position ?? 0;
@@ -106,15 +106,25 @@ function addAiming({axis, bar}) {
     });
 }
 
+/**
+ * What was asked for is reached where the daemon says so, wherever the axis may really be.
+ * @param {import('../shared/axes.js').AxisName} name @param {import('../shared/model.js').Head}
+ *     head
+ */
+function dropReached(name, head) {
+    const target = targets.get(name);
+    if (target && !head[name].busy && (!target.asked || published(name) === target.goal))
+        targets.delete(name);
+}
+
 /** @param {Row} row @param {import('../shared/model.js').Head} head */
 function showRow({axis, bar, status, value, mark, lost, parts}, head) {
     const truth = head[axis.name];
     const said = published(axis.name);
     const word = model.bus.get(statusKey(axis.name)) ?? '–';
     const [least, most] = rangeOf(axis);
+    dropReached(axis.name, head);
     const target = targets.get(axis.name);
-    // What was asked for is reached where the daemon says so, wherever the axis may really be.
-    if (target && !truth.busy && (!target.asked || said === target.goal)) targets.delete(axis.name);
     parts.range.style.left = `${placeOf(axis, least)}%`;
     parts.range.style.right = `${100 - placeOf(axis, most)}%`;
     parts.true.style.left = `${placeOf(axis, truth.position)}%`;

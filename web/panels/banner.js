@@ -2,7 +2,7 @@
 // switch for its power.
 
 import {commandButton, drawSoon, element, setText} from '../shared/dom.js';
-import {cameraTime, listen, model, powered} from '../shared/model.js';
+import {cameraTime, listen, model, steerable} from '../shared/model.js';
 
 const state = element('span', {class: 'state', role: 'status'});
 const clock = element('time', {class: 'clock', title: "The camera's time since power-up"});
@@ -31,9 +31,9 @@ const draw = drawSoon(() => {
     }[name]);
     state.dataset.state = name;
     setText(clock, head?.t === undefined ? '' : clockText(cameraTime()));
-    cut.hidden = !powered();
-    for (const step of steps) step.hidden = !powered() || head?.clock !== 'virtual';
-    boot.hidden = name !== 'off';
+    cut.hidden = !steerable();
+    for (const step of steps) step.hidden = !steerable() || head?.clock !== 'virtual';
+    boot.hidden = name !== 'off' || model.recording;
 });
 
 export function makeBanner() {

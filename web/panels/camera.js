@@ -53,6 +53,7 @@ const draw = drawSoon(() => {
     const head = model.head;
     if (head === null || head.pan === undefined) return;
     const key = (/** @type {string} */ name) => model.bus.get(name) ?? '–';
+    /** @type {HTMLElement} */ (speed.closest('div')).hidden = model.recording;
     choose(mount, head.mount);
     choose(speed, String(head.speed ?? 1));
     setText(watts, powered() ? `${key('system.camN.info.power_consumption')} W` : '0 W');

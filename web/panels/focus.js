@@ -143,6 +143,9 @@ export function makeFocus() {
         events.forEach(follow);
         draw();
     });
+    listen('power', (on) => {
+        if (on) search = {samples: [], chosen: null};
+    });
     for (const topic of /** @type {const} */ (['head', 'faults'])) listen(topic, draw);
     close.addEventListener('change', draw);
     const made = panel('focus', 'Focus', chart, summary);

@@ -15,7 +15,7 @@ import {
 } from '../shared/attitude.js';
 import {axes, isLongLens, stopsOf} from '../shared/axes.js';
 import {commandButton, drawSoon, element, fixed, panel, setText} from '../shared/dom.js';
-import {encoding, listen, model, powered, published, scene, tell} from '../shared/model.js';
+import {encoding, listen, model, published, scene, steerable, tell} from '../shared/model.js';
 import {bestFocus, blurOf, colourFilter, fieldOfView, irisLight} from '../shared/optics.js';
 import {send} from '../shared/server.js';
 import {combine, dot, normalized, radians} from '../shared/vector.js';
@@ -206,7 +206,7 @@ const draw = drawSoon(() => {
  */
 function aim(event) {
     const head = model.head;
-    if (head === null || !powered()) return '';
+    if (head === null || !steerable()) return '';
     const area = frame.getBoundingClientRect();
     const right = ((event.clientX - area.left) / area.width) * 2 - 1;
     const top = 1 - ((event.clientY - area.top) / area.height) * 2;
@@ -234,7 +234,7 @@ stage.addEventListener('keydown', (event) => {
         ArrowDown: 'tilt down'
     });
     const word = words[event.key];
-    if (word === undefined) return;
+    if (word === undefined || model.recording) return;
     event.preventDefault();
     if (!event.repeat) send(`set lens.camN.${word}:5`);
 });
@@ -242,7 +242,7 @@ stage.addEventListener('keyup', (event) => {
     const axis = /^Arrow(Left|Right)$/.test(event.key) ? 'pan' :
         /^Arrow(Up|Down)$/.test(event.key)             ? 'tilt' :
                                                          '';
-    if (axis !== '') send(`set lens.camN.${axis} stop`);
+    if (axis !== '' && !model.recording) send(`set lens.camN.${axis} stop`);
 });
 
 /**

@@ -92,7 +92,8 @@ export function makeTimeline() {
         draw();
     });
     // A boot begins at time 0.
-    listen('power', () => {
+    listen('power', (on) => {
+        if (!on) return;
         latest = 0;
         for (const list of changes.values()) list.length = 0;
     });
@@ -104,10 +105,12 @@ export function makeTimeline() {
         }
         draw();
     });
-    setInterval(() => {
+    const goOn = () => {
         latest = Math.max(latest, cameraTime());
         draw();
-    }, 250);
+    };
+    listen('moment', goOn);
+    setInterval(goOn, 250);
     new ResizeObserver(draw).observe(canvas);
     return panel('timeline', 'Last minute', canvas);
 }

@@ -1,7 +1,7 @@
 // What happens: the trace as it comes, by kind, with filter, pause and search.
 
 import {drawSoon, element, panel, setText} from '../shared/dom.js';
-import {listen} from '../shared/model.js';
+import {listen, model} from '../shared/model.js';
 
 /** @typedef {import('../shared/model.js').TraceEvent} TraceEvent */
 
@@ -54,10 +54,70 @@ const addFresh = drawSoon(() => {
 });
 
 const showAll = drawSoon(() => {
+    if (model.recording) {
+        listAnew();
+        markMoment();
+        return;
+    }
     fresh = [];
     list.replaceChildren(
         ...(held ?? events).filter(matches).slice(-shownAtMost).reverse().map(row));
 });
+
+const around = 150;  // events shown before, and behind, a recording's moment
+const margin = 20;   // so many rows behind the mark there is more, or the recording's end
+
+/** What is listed of a recording. */
+const listed = {
+    events,
+    happened: 0,
+    /** @type {{index: number, row: HTMLElement}[]} */
+    rows: [],
+    mark: -1,  // of the rows: the latest that has happened
+};
+
+function listAnew() {
+    const {events: all, happened} = listed;
+    /** @type {number[]} */
+    const indices = [];
+    for (let i = happened; i < all.length && indices.length < around; i++) {
+        if (matches(all[i])) indices.unshift(i);
+    }
+    const later = indices.length;
+    for (let i = happened - 1; i >= 0 && indices.length < later + around; i--) {
+        if (matches(all[i])) indices.push(i);
+    }
+    listed.rows = indices.map((index) => ({index, row: row(all[index])}));
+    list.replaceChildren(...listed.rows.map((one) => one.row));
+    listed.mark = -1;
+}
+
+/** Marks the row of a recording's moment, in the middle of the list. */
+function markMoment() {
+    const {rows, happened} = listed;
+    const found = rows.findIndex(({index}) => index < happened);
+    const mark = found < 0 ? rows.length : found;
+    if (mark === listed.mark) return false;
+    rows[listed.mark]?.row.removeAttribute('aria-current');
+    listed.mark = mark;
+    const present = rows[mark]?.row;
+    present?.setAttribute('aria-current', 'true');
+    list.scrollTop = (present?.offsetTop ?? list.scrollHeight) - list.clientHeight / 2;
+    return mark < margin || mark > rows.length - margin;
+}
+
+const showMoment = drawSoon(() => {
+    if (!markMoment()) return;
+    listAnew();
+    markMoment();
+});
+
+/** @param {{events: TraceEvent[], happened: number}} moment */
+function takeMoment(moment) {
+    if (moment.events !== listed.events) Object.assign(listed, {rows: [], mark: -1});
+    Object.assign(listed, moment);
+    showMoment();
+}
 
 /** @param {string} kind @param {string} meaning */
 function kindSwitch(kind, meaning) {
@@ -85,7 +145,9 @@ function togglePause() {
 }
 
 export function makeTrace() {
+    listen('moment', takeMoment);
     listen('trace', (more) => {
+        if (model.recording) return;
         events.push(...more);
         if (events.length > kept + 1000) events = events.slice(-kept);
         if (held !== null) return;

@@ -1,7 +1,7 @@
 // Elements and controls. Every control that sends a command shows it: in its title, and in the
 // command line while the pointer or the keyboard is on it.
 
-import {tell} from './model.js';
+import {model, tell} from './model.js';
 import {send} from './server.js';
 
 /**
@@ -83,10 +83,19 @@ export function offer(control, commands) {
     };
     const hide = () => tell('offered', '');
     control.dataset.command = textOf(commands);
+    control.toggleAttribute('disabled', model.recording);
     control.addEventListener('pointerenter', show);
     control.addEventListener('focus', show);
     control.addEventListener('pointerleave', hide);
     control.addEventListener('blur', hide);
+}
+
+/** From here on no control sends anything: what is shown is a recording. */
+export function lockControls() {
+    model.recording = true;
+    document.body.classList.add('recording');
+    for (const control of document.querySelectorAll('[data-command]'))
+        control.setAttribute('disabled', '');
 }
 
 /**

@@ -1,5 +1,5 @@
 // What the page knows: the latest truth, the keys, the faults, the link. Panels listen to a topic
-// and read here; nobody but the server module and the trace reader writes.
+// and read here; nobody but the modules that are told of the camera write.
 
 /**
  * @typedef {{position: number, busy: boolean, lost: number}} AxisTruth
@@ -24,6 +24,8 @@
  * @property {Link} link
  * @property {boolean} power
  * @property {Sent} sent
+ * @property {{events: TraceEvent[], happened: number}} moment  of a recording: what there is in its
+ *     boot, and how much of that has happened
  * @property {string} offered  a command that the user is about to send; empty: none any more
  */
 
@@ -62,6 +64,8 @@ export const model = {
     activeFaults: [],
     /** @type {Link} */
     link: 'connecting',
+    /** Whether what is shown is a recording, which nobody steers. */
+    recording: false,
 };
 
 /**
@@ -77,6 +81,9 @@ export function cameraTime() {
 
 /** Whether there is a camera that runs. */
 export const powered = () => model.link === 'connected' && model.head !== null && model.head.on;
+
+/** Whether there is a camera that takes commands. */
+export const steerable = () => powered() && !model.recording;
 
 /**
  * The scene as the faults in force have it.

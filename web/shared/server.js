@@ -1,9 +1,9 @@
 // The link to the program that serves the page: commands there, events back. It comes back by
 // itself after the program has been started again.
 
+import {takeEvents, takeHead} from './feed.js';
 import {model, tell} from './model.js';
 
-/** @typedef {import('./model.js').Head} Head */
 /** @typedef {import('./model.js').TraceEvent} TraceEvent */
 
 const retryAfter = 700;  // milliseconds
@@ -98,20 +98,6 @@ async function readAnew() {
     }
 }
 
-/** @param {Head} head */
-function takeHead(head) {
-    const was = model.head;
-    model.head = head;
-    model.headCame = performance.now();
-    // Time that goes back is another boot's.
-    if (was === null || was.on !== head.on || head.t < was.t) {
-        tell('power', head.on);
-        // A boot has another bus, and its faults are those of before.
-        if (was !== null && head.on) readAnew();
-    }
-    tell('head', head);
-}
-
 /** @type {TraceEvent[]} */
 let waiting = [];
 
@@ -119,21 +105,11 @@ let waiting = [];
 function tellTrace() {
     const events = waiting;
     waiting = [];
-    /** @type {Set<string>} */
-    const keys = new Set();
-    for (const {kind, text} of events) {
-        if (kind === 'bus' || kind === 'cmd') {
-            const blank = text.indexOf(' ');
-            const key = blank < 0 ? text : text.slice(0, blank);
-            const value = blank < 0 ? '' : text.slice(blank + 1);
-            model.bus.set(key, value);
-            for (const meanwhile of readings) meanwhile.set(key, value);
-            keys.add(key);
-        } else if (kind === 'act' && text.startsWith('fault')) {
-            readFaults();
-        }
+    const keys = takeEvents(events);
+    for (const key of keys) {
+        for (const meanwhile of readings) meanwhile.set(key, model.bus.get(key) ?? '');
     }
-    tell('trace', events);
+    if (events.some(({kind, text}) => kind === 'act' && text.startsWith('fault'))) readFaults();
     if (keys.size > 0) tell('keys', keys);
 }
 
@@ -151,7 +127,10 @@ export function connect() {
         setLink('connected');
         readAnew();
     });
-    events.addEventListener('head', ({data}) => takeHead(JSON.parse(data)));
+    events.addEventListener('head', ({data}) => {
+        // A boot has another bus, and its faults are those of before.
+        if (takeHead(JSON.parse(data)) && model.head?.on) readAnew();
+    });
     events.addEventListener('trace', ({data}) => takeTrace(JSON.parse(data)));
     events.addEventListener('lost', ({data}) => {
         tell('missed', JSON.parse(data).count);
