@@ -17,6 +17,7 @@
 
 #include "child.h"
 #include "session.h"
+#include "twin/page/link.h"
 
 namespace {
 
@@ -405,6 +406,20 @@ TEST(Page, APowerCutLeavesTheProgramAndPowerOnBootsTheSameCamera) {
     EXPECT_EQ(page.console("signal TERM\npower-on").status, 200);
     page.console("quit");
     EXPECT_EQ(page.finish(), 1);
+}
+
+TEST(Page, WhatACameraSaidBeforeItsEndIsHeardThoughItReadNothing) {
+    int page = -1;
+    int camera = -1;
+    ASSERT_TRUE(twin::openLink(page, camera));
+    twin::sendPacket(page, {twin::PacketKind::watch, 0, "1"}, true);
+    twin::sendPacket(camera, {twin::PacketKind::farewell, 0, "off"}, true);
+    close(camera);
+    const auto farewell = twin::receivePacket(page);
+    ASSERT_TRUE(farewell);
+    EXPECT_EQ(farewell->text, "off");
+    EXPECT_FALSE(twin::receivePacket(page));
+    close(page);
 }
 
 TEST(Page, StandardInputGoesOnAfterAPowerCut) {

@@ -62,9 +62,10 @@ std::optional<Packet> receivePacket(int end) {
     message.msg_iov = parts.data();
     message.msg_iovlen = parts.size();
     ssize_t count = 0;
+    // That the other end has left something unread is told once, before what it had said.
     do {
         count = recvmsg(end, &message, 0);
-    } while (count < 0 && errno == EINTR);
+    } while (count < 0 && (errno == EINTR || errno == ECONNRESET));
     if (count < static_cast<ssize_t>(sizeof header)) {
         return std::nullopt;
     }
