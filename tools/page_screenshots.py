@@ -9,7 +9,7 @@ import sys
 import tempfile
 
 from browser import Browser
-from twin import Twin
+from twin import Twin, run_script
 
 LAPTOP = (1366, 768)
 TELEPHONE = (390, 844)
@@ -32,6 +32,13 @@ STATES = (
     ("power-cut", (), (*SHARP, "power-cut")),
 )
 
+# Two boots of one camera; what is looked at is in the second.
+BOOTS = (
+    ("run 20", *SHARP, "set lens.camN.pan a:30000", "run 1.5", "power-cut"),
+    ("run 20", "set lens.camN.pan a:12000", "run 0.6", "set lens.camN.tilt a:4000", "run 5"),
+)
+MOMENT = 52  # seconds on its time line
+
 
 def main(program, folder):
     folder = pathlib.Path(folder)
@@ -45,6 +52,7 @@ def main(program, folder):
                 take(page, twin, folder, name, commands)
             finally:
                 twin.stop()
+        take_recording(program, page, folder)
     finally:
         page.quit()
         shutil.rmtree(profile, ignore_errors=True)
@@ -60,6 +68,26 @@ def take(page, twin, folder, name, commands):
     if name != "power-cut":
         page.wait_equal(lambda: page.text('[data-axis="pan"] .number'), str(twin.position("pan")),
                         "the page has followed")
+    photograph(page, folder, name)
+
+
+def take_recording(program, page, folder):
+    with tempfile.TemporaryDirectory() as place:
+        file = pathlib.Path(place, "two-boots.txt")
+        file.write_text("".join(run_script(program, ["--state", f"{place}/camera"], boot) for boot in BOOTS),
+                        encoding="latin-1")
+        twin = Twin(program, "--replay", str(file), clock=None)
+        try:
+            page.open(twin.url)
+            page.script("const slider = document.querySelector('.player input'); slider.value = arguments[0];"
+                        "slider.dispatchEvent(new Event('input'))", MOMENT / 0.04)
+            page.wait(lambda: page.find_all(".events [aria-current]"), "the moment's event is marked")
+            photograph(page, folder, "recording")
+        finally:
+            twin.stop()
+
+
+def photograph(page, folder, name):
     for look, size in (("laptop", LAPTOP), ("telephone", TELEPHONE)):
         for theme in ("dark", "light"):
             page.size(*size, touch=look == "telephone")

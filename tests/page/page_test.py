@@ -5,7 +5,9 @@ usage: page_test.py KESTREL_TWIN [unittest's arguments]
 """
 
 import io
+import json
 import math
+import pathlib
 import re
 import shutil
 import sys
@@ -13,14 +15,17 @@ import tempfile
 import unittest
 
 from PIL import Image
+from selenium.webdriver.support.ui import Select
 
 from browser import Browser
-from twin import AXES, Twin, best_focus, roll_of
+from twin import AXES, Twin, best_focus, roll_of, run_script
 
 PROGRAM = sys.argv.pop(1)
 MOUNTS = ("ceiling", "desktop", "wall0", "wall90", "wall180", "wall270")
 EVERY = ((False, False, False), (True, True, False), (True, False, False), (False, False, True))
 BOOT = 20  # seconds in which the camera boots and homes
+
+served = set()  # the addresses of our own servers
 
 HIGH = {"front_left": "red", "front_right": "blue", "back_left": "green", "back_right": "white"}
 
@@ -33,6 +38,7 @@ def setUpModule():
     page.size(1200, 800)
     page.theme("light")
     twin.run(BOOT)
+    served.add(twin.url + "/")
     page.open(twin.url)
 
 
@@ -264,6 +270,173 @@ class Buttons(unittest.TestCase):
         page.wait(lambda: twin.head()["mount"] == "desktop", "the mount is another")
         self.assertGreater(twin.head()["gravity"][2], 0, "it looks up now")
         page.choose(page.named("Mount"), "ceiling", "mount ceiling")
+
+
+class Recording(unittest.TestCase):
+    """A recording with two boots: what is shown at a moment is what the console told then."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = tempfile.TemporaryDirectory()
+        state = ["--state", f"{cls.folder.name}/camera"]
+        # An interrupted move makes the next boot's first status a fail.
+        boots = [run_script(PROGRAM, state, script) for script in (
+            [f"run {BOOT}", "set lens.camN.pan a:15000", "run 0.4", "head", "run 3.6", "head",
+             "set lens.camN.zoom a:300", "run 2", "fault scene offset 200",
+             "set lens.camN.focus fullrange", "run 14", "head", "fault clear",
+             "set lens.camN.light.front_left.color red", "set lens.camN.light.front_left.state on", "run 2",
+             "head", "set lens.camN.pan a:30000", "run 1", "head", "run 0.2", "power-cut"],
+            ["run 0.8", "head", "run 29.2", "head", "set lens.camN.tilt a:2000", "run 2", "head",
+             "run 1"])]
+        cls.told = [[json.loads(line[2:]) for line in boot.splitlines() if line.startswith("= {")]
+                    for boot in boots]
+        cls.lines = [[line for line in boot.splitlines() if not line.startswith(("#", "="))] for boot in boots]
+        file = pathlib.Path(cls.folder.name, "two-boots.txt")
+        file.write_text("".join(boots), encoding="latin-1")
+        cls.twin = Twin(PROGRAM, "--replay", str(file), clock=None)
+        served.add(cls.twin.url + "/")
+        page.open(cls.twin.url)
+
+    @classmethod
+    def tearDownClass(cls):
+        page.take_logs()
+        cls.twin.stop()
+        cls.folder.cleanup()
+        page.open(twin.url)
+
+    # The first boot lasts 43.2 s, and the power is seen to be off for one more.
+    BEGINNINGS = (0.0, 44.2)
+
+    def go(self, boot, t):
+        page.script("const slider = document.querySelector('.player input'); slider.value = arguments[0];"
+                    "slider.dispatchEvent(new Event('input'))", round((self.BEGINNINGS[boot] + t) / 0.04))
+
+    def moment(self):
+        """The boot and its time, as the player says."""
+        found = re.match(r"boot (\d) of 2, ([\d.]+) of", page.text(".player .place"))
+        return int(found.group(1)) - 1, float(found.group(2))
+
+    def check(self, boot, head):
+        for axis in AXES:
+            page.wait_equal(lambda: page.text(f'[data-axis="{axis}"] .number'), str(head[axis]["position"]), axis)
+        page.wait_equal(lambda: page.script("return document.querySelector('[data-led=\"0\"]').matches('.lit')"),
+                        head["leds"][0] != "00000000", "the first LED")
+        happened = [line.split(" ", 2) for line in self.lines[boot] if float(line.split()[0]) <= head["t"]]
+        keys = dict(text.split(" ", 1) for _, kind, text in happened if kind in ("bus", "cmd"))
+        for key in ("position_pan", "panstatus", "tiltstatus", "focusstatus"):
+            name = f"lens.camN.{key}"
+            page.wait_equal(lambda: page.text(f'[data-key="{name}"] .value'), keys.get(name), name)
+        latest = [text for _, kind, text in happened if kind != "i2c"][-1]
+        page.wait_equal(lambda: page.text(".events [aria-current] span"), latest, "the event that is marked")
+        row = page.script("const list = document.querySelector('.events'), row = list.querySelector('[aria-current]');"
+                          "return [row.offsetTop - list.scrollTop, list.clientHeight, row.previousElementSibling !== null]")
+        self.assertTrue(0 <= row[0] < row[1], "it is in sight")
+        later = len([line for line in self.lines[boot] if " i2c " not in line]) > len(
+            [line for line in happened if line[1] != "i2c"])
+        self.assertEqual(row[2], later, "and what comes later stands above it")
+
+    def test_any_moment_is_shown_forwards_and_backwards(self):
+        moments = [(boot, head) for boot, heads in enumerate(self.told) for head in heads]
+        self.assertTrue(any(head["pan"]["busy"] for _, head in moments))
+        for boot, head in moments + moments[::-1] + moments[::3]:
+            with self.subTest(boot=boot, t=head["t"]):
+                self.go(boot, head["t"])
+                self.check(boot, head)
+
+    def test_what_led_to_the_moment_is_shown_with_it(self):
+        self.go(0, 41)
+        page.wait(lambda: "Last search" in page.text("#focus .summary"), "the search before it")
+        page.wait_equal(lambda: page.text("#faults .active"), "None in force", "no fault")
+        self.go(0, 30)
+        page.wait_equal(lambda: page.text("#faults .active li span"), "scene offset 200", "the fault of that time")
+        self.go(0, 20)
+        page.wait(lambda: "No search yet" in page.text("#focus .summary"), "before the search there was none")
+        self.go(0, 43)
+        page.wait(lambda: page.find('[data-axis="pan"] .target').is_displayed(), "where the pan axis is going")
+        self.go(1, 0.4)
+        page.wait_equal(lambda: page.text('[data-axis="pan"] .status'), "fail", "the status of an interrupted move")
+        self.go(0, 43.6)
+        page.wait_equal(page.state, "off", "the power is off between the boots")
+        self.assertTrue(page.find(".stage .off").is_displayed())
+        self.go(1, 1)
+        page.wait_equal(page.state, "on", "and on again")
+
+    def test_it_plays_pauses_and_plays_faster(self):
+        def press():
+            page.find(".player .play").click()
+        self.go(0, 0)
+        page.wait_equal(self.moment, (0, 0.0), "the beginning")
+        press()
+        page.wait(lambda: self.moment()[1] > 0.3, "it plays")
+        press()
+        paused = self.moment()
+        page.drawn()
+        self.assertEqual(self.moment(), paused, "it stands still")
+        # By the browser's own clock, which the steps of a frame are taken from.
+        def rate(speed):
+            Select(page.named("Speed of the recording")).select_by_value(speed)
+            self.go(0, 0)
+            press()
+            seen = page.driver.execute_async_script("""
+                const done = arguments[0], slider = document.querySelector('.player input');
+                let first = null;
+                let before = slider.value;
+                (function look(now) {
+                    const value = slider.value * 0.04, moved = slider.value !== before;
+                    before = slider.value;
+                    if (moved) first ??= [now, value];
+                    if (moved && now > first[0] + 1500) done((value - first[1]) * 1000 / (now - first[0]));
+                    else requestAnimationFrame(look);
+                })(performance.now())""")
+            press()
+            return seen
+        for speed in (0.5, 5):
+            self.assertAlmostEqual(rate(f"{speed:g}") / speed, 1, delta=0.25)
+        Select(page.named("Speed of the recording")).select_by_value("60")
+        press()
+        page.wait_equal(self.moment, (1, 33.0), "through both boots to the end")
+        page.wait(lambda: page.find(".player .play").get_attribute("aria-label") == "Play", "where it rests")
+        self.check(1, {**self.told[1][-1], "t": 33.0})
+
+    def test_keyboard(self):
+        def key(name, target="body", shift=False):
+            page.script("document.querySelector(arguments[1]).dispatchEvent(new KeyboardEvent('keydown', "
+                        "{key: arguments[0], shiftKey: arguments[2], bubbles: true, cancelable: true}))", name, target, shift)
+        self.go(0, 20)
+        # On the picture and the bars the arrow keys would steer a camera.
+        rows = (("ArrowRight", "body", False, (0, 21.0)), ("ArrowLeft", ".stage", False, (0, 20.0)),
+                ("ArrowRight", '[data-axis="pan"] .bar', True, (0, 30.0)), ("PageDown", "body", False, (0, 43.2)),
+                ("PageDown", "body", False, (1, 0.0)), ("PageUp", "body", False, (0, 43.2)),
+                ("End", ".player input", False, (1, 33.0)), ("Home", ".player input", False, (0, 0.0)))
+        for name, target, shift, moment in rows:
+            key(name, target, shift)
+            page.wait_equal(self.moment, moment, f"{name} on {target}")
+        key(" ")
+        page.wait(lambda: self.moment()[1] > 0.1, "the space bar plays")
+        key(" ")
+        paused = self.moment()
+        page.drawn()
+        self.assertEqual(self.moment(), paused, "and pauses")
+        key("ArrowRight", ".tools input")
+        self.assertEqual(self.moment(), paused, "a search is typed in peace")
+
+    def test_nobody_steers(self):
+        self.assertEqual(page.script("""
+            return [...document.querySelectorAll('[data-command]')].filter((e) => e.matches('button, select, input') &&
+                !e.disabled && e.checkVisibility()).map((e) => e.outerHTML.slice(0, 120))"""), [])
+        page.take_logs()
+        before = page.requested.copy()
+        for selector in (".stage", '[data-axis="pan"] .bar'):
+            page.show(page.find(selector))
+            page.find(selector).click()
+        page.drawn()
+        page.take_logs()
+        self.assertEqual({url for url in page.requested - before if url.endswith("/console")}, set())
+        with self.assertRaisesRegex(RuntimeError, "409 a recording is shown"):
+            self.twin.do("set lens.camN.pan a:1")
+
+    def test_narrow_screens(self):
+        check_nothing_is_too_wide(self)
 
 
 class Shown(unittest.TestCase):
@@ -538,23 +711,27 @@ class Whole(unittest.TestCase):
         page.wait_equal(lambda: page.text(".console .offered"), "set lens.camN.act_preset 1:go", "the command is shown")
 
     def test_narrow_screens(self):
-        for width in (320, 390, 768, 1024):
-            with self.subTest(width):
-                page.size(width, 700)
-                page.wait_equal(lambda: page.script("return innerWidth"), width, "the window's width")
-                wide = page.script("""
-                    return [...document.querySelectorAll('body *')]
-                        .filter((e) => e.getBoundingClientRect().right > innerWidth + 0.5 && !e.closest('svg, .frame'))
-                        .map((e) => e.outerHTML.slice(0, 100))""")
-                self.assertEqual(wide, [], "nothing is wider than the window")
-        page.size(1200, 800)
+        check_nothing_is_too_wide(self)
 
     def test_zz_no_errors_and_no_request_to_another_host(self):
         page.take_logs()
         self.assertEqual(page.complaints, [])
         self.assertTrue(page.requested)
-        foreign = {url for url in page.requested if not url.startswith((twin.url + "/", "data:", "blob:", "chrome:"))}
+        foreign = {url for url in page.requested if not url.startswith((*served, "data:", "blob:", "chrome:"))}
         self.assertEqual(foreign, set())
+
+
+def check_nothing_is_too_wide(test):
+    for width in (320, 390, 768, 1024):
+        with test.subTest(width):
+            page.size(width, 700)
+            page.wait_equal(lambda: page.script("return innerWidth"), width, "the window's width")
+            wide = page.script("""
+                return [...document.querySelectorAll('body *')]
+                    .filter((e) => e.getBoundingClientRect().right > innerWidth + 0.5 && !e.closest('svg, .frame'))
+                    .map((e) => e.outerHTML.slice(0, 100))""")
+            test.assertEqual(wide, [], "nothing is wider than the window")
+    page.size(1200, 800)
 
 
 def turn(angle):

@@ -10,12 +10,19 @@ import urllib.request
 AXES = ("pan", "tilt", "rotate", "zoom", "focus", "iris")
 
 
+def run_script(program, options, commands):
+    """Runs the commands without a page; what comes out with the trace, a recording."""
+    return subprocess.run([program, "--clock", "virtual", "--trace", *options], input="\n".join(commands) + "\n",
+                          capture_output=True, encoding="latin-1", check=True).stdout
+
+
 class Twin:
-    """Runs kestrel-twin with a page; on the virtual clock time moves by `run` alone."""
+    """Runs kestrel-twin with a page; on the virtual clock time moves by `run` alone. A recording is
+    shown without a clock."""
 
     def __init__(self, program, *options, port=0, clock="virtual"):
         self.process = subprocess.Popen(
-            [program, "--clock", clock, "--quiet", "--page", str(port), *options],
+            [program, *(["--clock", clock, "--quiet"] if clock else []), "--page", str(port), *options],
             stdin=subprocess.PIPE, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
         line = self.process.stderr.readline()
         found = re.search(r"http://\S+?:(\d+)/?", line)

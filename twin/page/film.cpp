@@ -32,7 +32,7 @@ using Clock = std::chrono::steady_clock;
 using Json = nlohmann::ordered_json;
 
 // Of all heads together. Where they are more, every second one is given up.
-constexpr std::size_t kMostHeadBytes = std::size_t{32} * 1024 * 1024;
+constexpr std::size_t kMostHeadBytes = std::size_t{64} * 1024 * 1024;
 constexpr std::chrono::seconds kReportPeriod{3};
 constexpr std::size_t kNone = std::numeric_limits<std::size_t>::max();
 
@@ -153,20 +153,20 @@ void giveUpLastHead(FilmedBoot& boot, Microseconds time) {
 void thinOut() {
     gFilm.step *= 2;
     for (FilmedBoot& boot : gFilm.boots) {
-        const std::vector<Shot> shots = std::move(boot.shots);
+        std::vector<Shot> shots = std::move(boot.shots);
         boot.shots.clear();
         boot.lastHead = kNone;
-        for (const Shot& shot : shots) {
+        for (Shot& shot : shots) {
             if (shot.head) {
                 giveUpLastHead(boot, shot.time);
                 boot.lastHead = boot.shots.size();
             }
-            boot.shots.push_back(shot);
+            boot.shots.push_back(std::move(shot));
         }
         std::erase_if(boot.shots, [](const Shot& shot) { return shot.event.empty(); });
-        // It is the last shot of its kind.
-        boot.lastHead = boot.shots.size();
-        while (boot.lastHead-- > 0 && !boot.shots[boot.lastHead].head) {
+        boot.lastHead = kNone;
+        for (std::size_t i = 0; i < boot.shots.size(); ++i) {
+            boot.lastHead = boot.shots[i].head ? i : boot.lastHead;
         }
     }
 }
