@@ -29,7 +29,6 @@ function example(usage) {
         .split(/\s+/)
         .map((word) => ({
                  'AXIS|all': 'pan',
-                 'main|sensor': 'main',
                  FUNCTION: 'setPanForwardS',
                  N: '200',
                  'N|always': 'always',
@@ -37,7 +36,7 @@ function example(usage) {
                  COUNTS: '200',
                  HEX: '00',
                  PERCENT: '0.5'
-             }[word] ?? word))
+             }[word] ?? word.split('|')[0]))
         .join(' ');
 }
 
