@@ -85,20 +85,4 @@ log ChackPowerOffStatus
 )");
 }
 
-TEST(MarkerFile, UnwritableStorageStopsNoMove) {
-    for (const char* const fault : {"files-unwritable", "disk-full"}) {
-        const Camera camera(Positions{});
-        const Session run =
-            camera.run(std::string("run 1\nfault ") + fault +
-                       "\nset lens.camN.zoom a:1200\nset lens.camN.pan a:10100\nrun 2\nhead\n"
-                       "fault clear\nset lens.camN.zoom a:1300\nrun 2");
-        EXPECT_EQ(run.status, 0) << fault;
-        EXPECT_EQ(run.head()["zoom"]["position"], 1200) << fault;
-        EXPECT_EQ(run.head()["pan"]["position"], 10100) << fault;
-        EXPECT_EQ(run.trace.between(1, 3).count("bus lens.camN.action.cmd done"), 2) << fault;
-        EXPECT_FALSE(camera.read("/mnt/nand/ZoomMotor.txt")) << fault;
-        EXPECT_EQ(wordOf(camera.read(kPositionFile).value_or(""), 13), 1300) << fault;
-    }
-}
-
 }  // namespace

@@ -318,25 +318,6 @@ TEST_F(TwinHead, AMemoryThatMakesNoSenseIsRefused) {
     EXPECT_NE(twin::makeHead({0, "floor", 1}, {}), "");
 }
 
-TEST_F(TwinHead, CountersAreComparedWithTheTruthOfTheAxesAtRest) {
-    build(0, kMiddle);
-    const auto check = [] {
-        return twin::checkCounters([](const char* key) -> std::string {
-            const std::string name(key);
-            return name == "lens.camN.position_pan" ? "20010"
-                   : name.ends_with("tilt")         ? "2000"
-                   : name.ends_with("rotate")       ? "5000"
-                   : name.ends_with("iris")         ? "50"
-                                                    : "1000";
-        });
-    };
-    EXPECT_EQ(check(), "FAIL pan counter 20010 true 20000");
-    setPanForwardS(2, 10, 250);
-    EXPECT_EQ(check(), "ok") << "still moving";
-    pass(1'000'000);
-    EXPECT_EQ(check(), "ok");
-}
-
 // Probes the zoom on two threads, each call between lock() and unlock(), until an overlap is seen
 // or both have called often enough.
 template <typename Lock>
