@@ -6,6 +6,11 @@ export const DoubleSide: number;
 export const AdditiveBlending: number;
 export const LinearMipMapLinearFilter: number;
 
+export class Vector2 {
+    x: number;
+    y: number;
+}
+
 export class Vector3 {
     constructor(x?: number, y?: number, z?: number);
     x: number;
@@ -195,6 +200,7 @@ export class WebGLRenderer {
     constructor(options: {canvas: HTMLCanvasElement, context: WebGL2RenderingContext,
                           antialias: boolean, alpha: boolean});
     setPixelRatio(ratio: number): void;
+    getSize(size: Vector2): Vector2;
     setSize(wide: number, tall: number, style: boolean): void;
     render(scene: Scene, camera: PerspectiveCamera): void;
 }

@@ -3,7 +3,7 @@
 
 import * as THREE from '../three.module.js';
 import {HeadModel} from '../scene/head_model.js';
-import {makeRenderer} from '../scene/renderer.js';
+import {fit, makeRenderer} from '../scene/renderer.js';
 import {viewOf} from '../shared/attitude.js';
 import {cssOf, describe, lamps} from '../shared/lamps.js';
 import {drawSoon, element, panel, setText} from '../shared/dom.js';
@@ -80,7 +80,7 @@ const draw = drawSoon(() => {
     const [gx, gy, gz] = head.gravity;
     headModel.setGravity(scale(-1, combine(1, combine(gx, x, gy, y), gz, z)));
     aimCamera();
-    renderer?.setSize(stage.clientWidth, stage.clientHeight, false);
+    if (renderer) fit(renderer, stage.clientWidth, stage.clientHeight);
     renderer?.render(headModel.scene, camera);
     setText(note, believed === null ? '' : 'Outline: where the daemon believes it is');
     bulbs.forEach(({bulb, item}, i) => {

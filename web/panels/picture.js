@@ -2,7 +2,7 @@
 // and colour, and what the encoder makes of it. A click centres the picture there.
 
 import * as THREE from '../three.module.js';
-import {makeRenderer} from '../scene/renderer.js';
+import {fit, makeRenderer} from '../scene/renderer.js';
 import {makeWorld, pointCamera} from '../scene/world.js';
 import {
     aimAt,
@@ -113,7 +113,7 @@ function layOut() {
     canvas.style.height = `${short}px`;
     canvas.style.transform = `translate(-50%, -50%) rotate(${rotate ? 90 : 0}deg) ` +
         `scale(${mirror ? -1 : 1}, ${flip ? -1 : 1})`;
-    renderer?.setSize(long, short, false);
+    if (renderer) fit(renderer, long, short);
     return long;
 }
 
@@ -157,11 +157,12 @@ function showPicture(head, view, across, distance) {
     const closed = stopsOf(iris, isLongLens(head.lensType))[1];
     const colours =
         colourFilter(irisLight(head.iris.position, closed), head.icr === 'day', scene());
+    // What fits the canvas waits for the graphics to start; the world is made meanwhile.
+    world ??= makeWorld();
     const blur = (blurOf(distance) * layOut()) / 100;
     canvas.style.filter = `blur(${blur.toFixed(2)}px) ${colours}`;
     stage.dataset.blur = blur.toFixed(3);
     pointCamera(camera, view, across);
-    world ??= makeWorld();
     renderer?.render(world, camera);
 }
 

@@ -13,3 +13,12 @@ export function makeRenderer(canvas) {
     renderer.setPixelRatio(Math.min(2, window.devicePixelRatio));
     return renderer;
 }
+
+/**
+ * Fits a renderer's picture to a size, where it has another one: that makes its buffers anew.
+ * @param {THREE.WebGLRenderer} renderer @param {number} width @param {number} height
+ */
+export function fit(renderer, width, height) {
+    const size = renderer.getSize(new THREE.Vector2());
+    if (size.x !== width || size.y !== height) renderer.setSize(width, height, false);
+}
