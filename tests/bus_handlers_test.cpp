@@ -148,7 +148,9 @@ TEST_F(BusHandlers, KnowTheWordsOfTheKeyPageAndNoOthers) {
     const auto* setting = std::begin(kSettings);
     for (std::sregex_iterator each(page.begin(), page.end(), list), none; each != none; ++each) {
         ASSERT_NE(setting, std::end(kSettings)) << each->str();
-        const auto& [key, variable] = *setting++;
+        const char* const key = setting->first;
+        const SharedInt& variable = setting->second;
+        ++setting;
         const auto meaning = [&](const std::string& word) {
             set(key, word);
             return variable.load();
