@@ -146,7 +146,7 @@ TEST(TwinState, AClosedTerminalAndAGoneReaderLeaveASavedCamera) {
             SCOPED_TRACE(testing::Message() << clock << signal);
             const Camera camera(Positions{});
             Child run(runOf(camera, clock));
-            run.type("run 0.1\nset lens.camN.zoom a:2000\nrun 0.2\nset x.k 1\nget x\n");
+            run.type("set x.k 1\nset lens.camN.zoom a:2000\nwait lens.camN.zoomstatus stop\n");
             run.readTo("\n");
             if (signal == SIGHUP) {
                 kill(run.pid, SIGHUP);
