@@ -357,7 +357,7 @@ class Recording(unittest.TestCase):
         page.wait_equal(lambda: page.text('[data-axis="pan"] .status'), "fail", "the status of an interrupted move")
         self.go(0, 43.6)
         page.wait_equal(page.state, "off", "the power is off between the boots")
-        self.assertTrue(page.find(".stage .off").is_displayed())
+        page.wait(lambda: page.find(".stage .off").is_displayed(), "no picture, then")
         self.go(1, 1)
         page.wait_equal(page.state, "on", "and on again")
 
