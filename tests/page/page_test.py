@@ -625,7 +625,7 @@ class Whole(unittest.TestCase):
         page.click(page.command("power-cut"), "power-cut")
         page.wait_equal(page.state, "off", "the page says that the camera is off")
         self.assertEqual(page.text(".stage .off"), "The camera is off")
-        self.assertTrue(page.find(".stage .off").is_displayed())
+        page.wait(lambda: page.find(".stage .off").is_displayed(), "no picture, then")
         self.assertFalse(twin.head()["on"])
         page.click(page.command("power-on"), "power-on")
         page.wait_equal(page.state, "on", "the page says that the camera is on")
