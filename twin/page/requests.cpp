@@ -174,12 +174,14 @@ std::optional<std::string> percentDecoded(std::string_view text) {
             unsigned char byte = 0;
             const std::string_view code = text.substr(i + 1, 2);
             const char* const end = code.data() + code.size();
-            if (code.size() != 2 || std::from_chars(code.data(), end, byte, 16).ptr != end ||
-                byte == 0) {
+            if (code.size() != 2 || std::from_chars(code.data(), end, byte, 16).ptr != end) {
                 return std::nullopt;
             }
             c = static_cast<char>(byte);
             i += 2;
+        }
+        if (c == '\0') {
+            return std::nullopt;
         }
         result += c;
     }
