@@ -521,7 +521,7 @@ TEST(Page, ShowsTheFilmOfARecording) {
         "head\nset lens.camN.pan a:100\nrun 0.32\nhead\nrun 0.04\npower-cut\n");
     const Session second = camera.run("head\nrun 2\nset lens.camN.pan a:9000\nrun 1\nhead\n");
     camera.write("/recording", first.output + second.output);
-    Page page({"--replay", camera.pathOf("/recording"), "--speed", "20"});
+    Page page({"--replay", camera.pathOf("/recording"), "--clock", "real", "--speed", "20"});
     EXPECT_EQ(json::parse(page.request("GET /recording").body),
               json::parse(R"({"file":"recording","speed":20,"step":0.04,"boots":[
                   {"end":4.56,"off":true,"fails":[]},{"end":3.0,"off":false,"fails":[0.0]}]})"));
