@@ -63,10 +63,16 @@ TEST(FieldRecording, NamesWhoMadeASetAndBeginsNewFiles) {
     std::string directory = "/tmp/kestrel-test-XXXXXX";
     ASSERT_NE(mkdtemp(directory.data()), nullptr);
     const std::string file = directory + "/bus";
+    // On its line each takes four times as many bytes.
+    const std::string tabs(100, '\t');
     values() = {{"lens.camN.note", "a\\b\n"}};
+    // So that what is held is longer than a file should be.
+    for (int i = 0; i < 200; ++i) {
+        values()["lens.camN.held." + std::to_string(i)] = tabs;
+    }
     ASSERT_EQ(bridge::startRecording({file, 65'536, {"lens"}}, {listen, get, set, getName}, "1",
                                      complain),
-              "");
+              0);
     const bridge::Bus bus = bridge::recordedBus();
     set("lens.camN.zoom", "a:5");
     set("lens.camN.zoomstatus", "run");
@@ -75,8 +81,8 @@ TEST(FieldRecording, NamesWhoMadeASetAndBeginsNewFiles) {
     set("lens.camN.action.cmd", "done");
     set("lens.camN.action.cmd", "t5");
     set("lens.camN.zoom", "r:5\\x41");
-    // On its line each takes four times as many bytes.
-    const std::string tabs(100, '\t');
+    set("image.camN.exposure.iris_table", "50");
+    set("lens.camN.iris", "a:30");
     for (int i = 0; i < 500; ++i) {
         set("lens.camN.tabs", tabs.c_str());
     }
@@ -85,12 +91,13 @@ TEST(FieldRecording, NamesWhoMadeASetAndBeginsNewFiles) {
     EXPECT_EQ(first.foreign + first.damage, "");
     ASSERT_EQ(first.runs.size(), 1U);
     EXPECT_EQ(first.runs[0].bus.at("lens.camN.note"), "a\\b\n");
-    EXPECT_THAT(linesOf(first.runs[0], 7),
+    EXPECT_THAT(linesOf(first.runs[0], 9),
                 ElementsAre("cmd lens.camN.zoom a:5", "bus lens.camN.zoomstatus run",
                             "cmd lens.camN.zoomstatus run", "bus lens.camN.zoomstatus run",
                             "bus lens.camN.action.cmd done", "cmd lens.camN.action.cmd t5",
-                            "bus lens.camN.zoom r:5\\x41"));
-    std::size_t sets = first.runs[0].events.size() - 7;
+                            "bus lens.camN.zoom r:5\\x41", "cmd image.camN.exposure.iris_table 50",
+                            "bus lens.camN.iris a:30"));
+    std::size_t sets = first.runs[0].events.size() - 9;
     for (const char* const name : {".2", ".1", ""}) {
         const twin::Recording next = twin::readRecording(file + name);
         EXPECT_EQ(next.foreign + next.damage, "");

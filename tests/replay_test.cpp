@@ -10,6 +10,7 @@ namespace {
 
 using testing::ContainsRegex;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 // Acts of every kind, on a camera that is not new.
 constexpr const char* kActs =
@@ -66,6 +67,24 @@ TEST(Replay, RefusesWhatIsNoWholeRecordingUnlessAsked) {
         EXPECT_THAT(refused.errors, HasSubstr(row.error));
         EXPECT_EQ(camera.replay(row.text, {"--replay-damaged"}).status, row.readable ? 0 : 2)
             << row.error;
+    }
+}
+
+TEST(Replay, RefusesOptionsThatItDoesNotGoWith) {
+    const struct {
+        std::vector<std::string> options;
+        const char* error;
+    } cases[] = {
+        {{"--quiet"}, "--quiet is not accepted with --replay: "},
+        {{"--page", "0", "--clock", "virtual"},
+         "--clock virtual is not accepted with --replay and"},
+        {{"--compare", "--clock", "real"}, "--compare is accepted with the virtual clock and"},
+    };
+    const Camera camera;
+    for (const auto& row : cases) {
+        const Session refused = camera.replay("", row.options);
+        EXPECT_EQ(refused.status, 2) << row.error;
+        EXPECT_THAT(refused.errors, StartsWith(std::string("kestrel-twin: ") + row.error));
     }
 }
 
