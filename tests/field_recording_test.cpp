@@ -109,7 +109,8 @@ TEST(FieldRecording, NamesWhoMadeASetAndBeginsNewFiles) {
     std::filesystem::remove_all(directory);
 }
 
-// What such a camera is asked, so that every axis moves twice and every sensor finds a place.
+// What such a camera is asked, so that every axis moves twice and every sensor finds a place. The
+// light comes when some of the heads have just found theirs, and others not.
 constexpr const char* kUse =
     "set lens.camN.pan a:5000\nrun 3\nset lens.camN.zoom a:1800\nrun 3\n"
     "set lens.camN.tilt a:700\nrun 4\n"
@@ -119,7 +120,7 @@ constexpr const char* kUse =
     "set lens.camN.rotate auto\nrun 10\nset lens.camN.zoom a:300\nrun 3\nset lens.camN.pan "
     "a:40000\n"
     "run 6\nset lens.camN.focus fullrange\nrun 8\nset lens.camN.action.cmd home1\nrun 40\n"
-    "set lens.camN.action.cmd AF\nrun 12\n";
+    "set lens.camN.action.cmd AF\nrun 5.9\nset demo.led.mode 3\nrun 6.1\n";
 
 std::string timeText(std::int64_t time) {
     return std::to_string(time / 1'000'000) + "." +

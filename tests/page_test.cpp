@@ -519,7 +519,8 @@ TEST(Page, ShowsTheFilmOfARecording) {
     const Camera camera(Positions{});
     const Session first = camera.run(
         "run 1\nmount desktop\nset lens.camN.zoom a:1500\nrun 0.2\nhead\nfault scene dark\nrun 3\n"
-        "head\nset lens.camN.pan a:100\nrun 0.32\nhead\nrun 0.04\npower-cut\n");
+        "head\nset system.info.poe_status fail\nset lens.camN.pan a:100\nrun 0.32\nhead\nrun "
+        "0.04\npower-cut\n");
     const Session second = camera.run("head\nrun 2\nset lens.camN.pan a:9000\nrun 1\nhead\n");
     camera.write("/recording", first.output + second.output);
     Page page({"--replay", camera.pathOf("/recording"), "--clock", "real", "--speed", "20"});
