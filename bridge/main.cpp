@@ -23,6 +23,7 @@ struct CommandLine {
     int exitStatus = 0;
     bridge::Options options;
     bridge::RecordOptions record;
+    bool recordSize = false;  // --record-size was given
 };
 
 // The options that this program has beside the bridge's.
@@ -48,7 +49,7 @@ void report(const std::string& line) {
 
 CommandLine wrong(const std::string& text) {
     report(text);
-    return {false, 2, {}, {}};
+    return {false, 2, {}, {}, false};
 }
 
 std::string usageOf(const bridge::OptionRow& row) {
@@ -65,7 +66,7 @@ void printHelp() {
     }
     std::puts(
         "\nExit status: 0 after SIGTERM or SIGINT; 1 if the bus is of no use; 2 for a wrong "
-        "option.");
+        "option,\nor where FILE cannot be made.");
 }
 
 std::string acceptedOptions() {
@@ -97,10 +98,20 @@ bool takeSize(std::uint64_t& size, const std::string& text) {
     return error == std::errc{} && stop == end && size >= 65'536 && size <= 1'000'000'000'000;
 }
 
+// Takes the value of one of the recorder's options. What it accepts; null if this is among it.
+const char* takeRecord(CommandLine& commandLine, int letter, const char* value) {
+    if (letter == 'r') {
+        commandLine.record.file = value;
+        return *value == '\0' ? "a file that can be made" : nullptr;
+    }
+    commandLine.recordSize = true;
+    return takeSize(commandLine.record.size, value) ? nullptr : "65536 to 1000000000000";
+}
+
 CommandLine readCommandLine(int argc, char** argv) {
     const std::span<const bridge::OptionRow> rows = bridge::optionRows();
     const std::vector<option> table = optionTable(rows);
-    CommandLine commandLine{true, 0, {}, {}};
+    CommandLine commandLine{true, 0, {}, {}, false};
     opterr = 0;
     for (;;) {
         const int current = optind;
@@ -115,14 +126,11 @@ CommandLine readCommandLine(int argc, char** argv) {
         if (found == '?') {
             return wrong("unknown option " + word + ", accepted: " + acceptedOptions());
         }
-        if (found == 'r') {
-            commandLine.record.file = optarg;
-            continue;
-        }
-        if (found == 's') {
-            if (!takeSize(commandLine.record.size, optarg)) {
-                return wrong(std::string("--record-size '") + optarg +
-                             "', accepted: 65536 to 1000000000000");
+        if (found == 'r' || found == 's') {
+            const char* const accepted = takeRecord(commandLine, found, optarg);
+            if (accepted != nullptr) {
+                return wrong(std::string(found == 'r' ? "--record '" : "--record-size '") + optarg +
+                             "', accepted: " + accepted);
             }
             continue;
         }
@@ -142,6 +150,9 @@ CommandLine readCommandLine(int argc, char** argv) {
     }
     if (optind < argc) {
         return wrong(std::string("unexpected argument '") + argv[optind] + "'");
+    }
+    if (commandLine.recordSize && commandLine.record.file.empty()) {
+        return wrong("--record-size is accepted with --record only");
     }
     if (!commandLine.options.wanted) {
         return wrong("where is the broker? accepted: --mqtt URL");
@@ -168,17 +179,17 @@ int main(int argc, char** argv) {
         return 1;
     }
     bridge::Bus bus{nbus_listen, nbus_get, nbus_set, nbus_get_name};
-    std::string problem;
     if (!commandLine.record.file.empty()) {
         commandLine.record.families = commandLine.options.families;
-        problem = bridge::startRecording(commandLine.record, bus, KESTREL_VERSION, report);
+        const int status = bridge::startRecording(commandLine.record, bus, KESTREL_VERSION, report);
+        if (status != 0) {
+            return status;
+        }
         bus = bridge::recordedBus();
     }
-    if (problem.empty()) {
-        problem = bridge::startBridge(commandLine.options,
-                                      {"kestrel-mqtt", KESTREL_VERSION, "camera", bus, report});
-    }
-    if (!problem.empty()) {
+    if (const std::string problem = bridge::startBridge(
+            commandLine.options, {"kestrel-mqtt", KESTREL_VERSION, "camera", bus, report});
+        !problem.empty()) {
         report(problem);
         return 1;
     }

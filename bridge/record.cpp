@@ -46,8 +46,9 @@ constexpr std::string_view kDone = "done";
 constexpr std::array<std::string_view, 3> kAnsweredKeys = {
     "demo.ptz.action", "lens.camN.act_preset", "lens.camN.action.cmd"};
 
-// Keys in which it also repeats what stands behind an action word.
-constexpr std::string_view kActionKey = "lens.camN.action.cmd";
+// Keys in which it also passes on what others set in one of these.
+constexpr std::array<std::string_view, 2> kPassedOnKeys = {"image.camN.exposure.iris_table",
+                                                           "lens.camN.action.cmd"};
 constexpr std::array<std::string_view, 4> kRepeatedKeys = {"lens.camN.focus", "lens.camN.iris",
                                                            "lens.camN.rotate", "lens.camN.zoom"};
 
@@ -69,7 +70,7 @@ struct Recorder {
     std::condition_variable changed;
     std::deque<Set> noted;  // sets of the bridge that the bus has not told yet
     std::deque<Line> waiting;
-    Clock::time_point action;  // when the last action word came
+    Clock::time_point passedOn;  // when the last set came that the daemon passes on
     bool stop = false;
     bool stopped = false;
     bool lost = false;
@@ -100,7 +101,7 @@ bool isOutside(Recorder& r, const Set& set) {
         return true;
     }
     const auto& [key, value] = set;
-    const bool repeated = isOne(kRepeatedKeys, key) && Clock::now() - r.action < kWordsFollow;
+    const bool repeated = isOne(kRepeatedKeys, key) && Clock::now() - r.passedOn < kWordsFollow;
     return !repeated && !isOne(kWrittenKeys, key) && !(value == kDone && isOne(kAnsweredKeys, key));
 }
 
@@ -110,8 +111,8 @@ void hear(const char* key, const char* value) {
     const std::lock_guard lock(r.mutex);
     Set set(key, value);
     const bool outside = isOutside(r, set);
-    if (outside && set.first == kActionKey) {
-        r.action = Clock::now();
+    if (outside && isOne(kPassedOnKeys, set.first)) {
+        r.passedOn = Clock::now();
     }
     if (r.waiting.size() == kMostWaiting) {
         r.lost = true;
@@ -212,12 +213,13 @@ std::string beginFile() {
     if (r.file == nullptr) {
         return r.options.file + ": " + std::strerror(errno);
     }
-    r.written = 0;
     r.fileBegin = Clock::now();
     write("# kestrel-mqtt " + r.version + " recording 1");
     for (const auto& [key, value] : heldNow()) {
         write("# kestrel-mqtt bus " + onOneLine(key, true) + " " + onOneLine(value, true));
     }
+    // What the bus holds may be longer than a file should be, and is no reason to begin the next.
+    r.written = 0;
     return {};
 }
 
@@ -276,8 +278,8 @@ void run() {
 
 }  // namespace
 
-std::string startRecording(const RecordOptions& options, const Bus& bus, const char* version,
-                           void (*report)(const std::string& line)) {
+int startRecording(const RecordOptions& options, const Bus& bus, const char* version,
+                   void (*report)(const std::string& line)) {
     Recorder& r = recorder();
     r.options = options;
     r.bus = bus;
@@ -286,14 +288,16 @@ std::string startRecording(const RecordOptions& options, const Bus& bus, const c
     r.begin = Clock::now();
     for (const std::string& family : options.families) {
         if (bus.listen((family + ".").c_str(), hear) != 0) {
-            return "the bus does not let anybody listen to " + family + ".";
+            report("the bus does not let anybody listen to " + family + ".");
+            return 1;
         }
     }
-    if (std::string problem = beginFile(); !problem.empty()) {
-        return problem;
+    if (const std::string problem = beginFile(); !problem.empty()) {
+        report(problem);
+        return 2;
     }
     std::thread(run).detach();
-    return {};
+    return 0;
 }
 
 Bus recordedBus() {

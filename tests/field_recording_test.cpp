@@ -63,10 +63,16 @@ TEST(FieldRecording, NamesWhoMadeASetAndBeginsNewFiles) {
     std::string directory = "/tmp/kestrel-test-XXXXXX";
     ASSERT_NE(mkdtemp(directory.data()), nullptr);
     const std::string file = directory + "/bus";
+    // On its line each takes four times as many bytes.
+    const std::string tabs(100, '\t');
     values() = {{"lens.camN.note", "a\\b\n"}};
+    // So that what is held is longer than a file should be.
+    for (int i = 0; i < 200; ++i) {
+        values()["lens.camN.held." + std::to_string(i)] = tabs;
+    }
     ASSERT_EQ(bridge::startRecording({file, 65'536, {"lens"}}, {listen, get, set, getName}, "1",
                                      complain),
-              "");
+              0);
     const bridge::Bus bus = bridge::recordedBus();
     set("lens.camN.zoom", "a:5");
     set("lens.camN.zoomstatus", "run");
@@ -75,8 +81,8 @@ TEST(FieldRecording, NamesWhoMadeASetAndBeginsNewFiles) {
     set("lens.camN.action.cmd", "done");
     set("lens.camN.action.cmd", "t5");
     set("lens.camN.zoom", "r:5\\x41");
-    // On its line each takes four times as many bytes.
-    const std::string tabs(100, '\t');
+    set("image.camN.exposure.iris_table", "50");
+    set("lens.camN.iris", "a:30");
     for (int i = 0; i < 500; ++i) {
         set("lens.camN.tabs", tabs.c_str());
     }
@@ -85,12 +91,13 @@ TEST(FieldRecording, NamesWhoMadeASetAndBeginsNewFiles) {
     EXPECT_EQ(first.foreign + first.damage, "");
     ASSERT_EQ(first.runs.size(), 1U);
     EXPECT_EQ(first.runs[0].bus.at("lens.camN.note"), "a\\b\n");
-    EXPECT_THAT(linesOf(first.runs[0], 7),
+    EXPECT_THAT(linesOf(first.runs[0], 9),
                 ElementsAre("cmd lens.camN.zoom a:5", "bus lens.camN.zoomstatus run",
                             "cmd lens.camN.zoomstatus run", "bus lens.camN.zoomstatus run",
                             "bus lens.camN.action.cmd done", "cmd lens.camN.action.cmd t5",
-                            "bus lens.camN.zoom r:5\\x41"));
-    std::size_t sets = first.runs[0].events.size() - 7;
+                            "bus lens.camN.zoom r:5\\x41", "cmd image.camN.exposure.iris_table 50",
+                            "bus lens.camN.iris a:30"));
+    std::size_t sets = first.runs[0].events.size() - 9;
     for (const char* const name : {".2", ".1", ""}) {
         const twin::Recording next = twin::readRecording(file + name);
         EXPECT_EQ(next.foreign + next.damage, "");
@@ -102,7 +109,8 @@ TEST(FieldRecording, NamesWhoMadeASetAndBeginsNewFiles) {
     std::filesystem::remove_all(directory);
 }
 
-// What such a camera is asked, so that every axis moves twice and every sensor finds a place.
+// What such a camera is asked, so that every axis moves twice and every sensor finds a place. The
+// light comes when some of the heads have just found theirs, and others not.
 constexpr const char* kUse =
     "set lens.camN.pan a:5000\nrun 3\nset lens.camN.zoom a:1800\nrun 3\n"
     "set lens.camN.tilt a:700\nrun 4\n"
@@ -112,7 +120,7 @@ constexpr const char* kUse =
     "set lens.camN.rotate auto\nrun 10\nset lens.camN.zoom a:300\nrun 3\nset lens.camN.pan "
     "a:40000\n"
     "run 6\nset lens.camN.focus fullrange\nrun 8\nset lens.camN.action.cmd home1\nrun 40\n"
-    "set lens.camN.action.cmd AF\nrun 12\n";
+    "set lens.camN.action.cmd AF\nrun 5.9\nset demo.led.mode 3\nrun 6.1\n";
 
 std::string timeText(std::int64_t time) {
     return std::to_string(time / 1'000'000) + "." +

@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "broker.h"
 #include "child.h"
 #include "session.h"
 #include "twin/page/link.h"
@@ -518,10 +519,11 @@ TEST(Page, ShowsTheFilmOfARecording) {
     const Camera camera(Positions{});
     const Session first = camera.run(
         "run 1\nmount desktop\nset lens.camN.zoom a:1500\nrun 0.2\nhead\nfault scene dark\nrun 3\n"
-        "head\nset lens.camN.pan a:100\nrun 0.32\nhead\nrun 0.04\npower-cut\n");
+        "head\nset system.info.poe_status fail\nset lens.camN.pan a:100\nrun 0.32\nhead\nrun "
+        "0.04\npower-cut\n");
     const Session second = camera.run("head\nrun 2\nset lens.camN.pan a:9000\nrun 1\nhead\n");
     camera.write("/recording", first.output + second.output);
-    Page page({"--replay", camera.pathOf("/recording"), "--speed", "20"});
+    Page page({"--replay", camera.pathOf("/recording"), "--clock", "real", "--speed", "20"});
     EXPECT_EQ(json::parse(page.request("GET /recording").body),
               json::parse(R"({"file":"recording","speed":20,"step":0.04,"boots":[
                   {"end":4.56,"off":true,"fails":[]},{"end":3.0,"off":false,"fails":[0.0]}]})"));
@@ -545,6 +547,27 @@ TEST(Page, ShowsTheFilmOfARecording) {
     EXPECT_EQ(page.request("GET /").status, 200);
     page.signal(SIGTERM);
     EXPECT_EQ(page.finish(), 128 + SIGTERM);
+}
+
+TEST(Page, RealClockWhatCameOverHttpAndMqttIsReplayed) {
+    Broker broker;
+    broker.start();
+    const Camera camera(Positions{});
+    Page page({"--clock", "real", "--speed", "4", "--trace", "--state", camera.pathOf("/.."),
+               "--name", "cam7", "--mqtt", "mqtt://127.0.0.1:" + std::to_string(broker.port)});
+    page.console("run 1");
+    Client client(broker, "kestrel/cam7/bus/#");
+    client.publish("kestrel/cam7/set/lens/camN/zoom", "a:1400");
+    client.readTo("kestrel/cam7/bus/lens/camN/position_zoom 1400");
+    page.request("PUT /bus/lens.camN.pan", "r:300");
+    client.readTo("kestrel/cam7/bus/lens/camN/panstatus stop");
+    page.console("run 1\nquit");
+    std::string output;
+    EXPECT_EQ(page.finish(&output), 0);
+    EXPECT_THAT(output, AllOf(HasSubstr(" cmd lens.camN.zoom a:1400\n"),
+                              HasSubstr(" cmd lens.camN.pan r:300\n")));
+    const Session compared = camera.replay(output, {"--compare"});
+    EXPECT_EQ(compared.status, 0) << compared.output << output;
 }
 
 }  // namespace

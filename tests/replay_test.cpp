@@ -1,15 +1,21 @@
 // Replay and comparison as a user has them; tests/session_files_test.cpp replays every session.
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
+#include <csignal>
 #include <string>
 #include <vector>
 
+#include "child.h"
 #include "session.h"
+#include "twin/replay/alignment.h"
+#include "twin/replay/recording.h"
 
 namespace {
 
 using testing::ContainsRegex;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 // Acts of every kind, on a camera that is not new.
 constexpr const char* kActs =
@@ -19,7 +25,8 @@ constexpr const char* kActs =
 
 TEST(Replay, RepeatsEveryKindOfActAndSaysWhatDiffers) {
     const Camera camera(Positions{});
-    const Session run = camera.run(kActs);
+    // The bus does not take the first one.
+    const Session run = camera.run("fault set-at 1 x.k " + std::string(200, 'a') + "\n" + kActs);
     const Session again = camera.replay(run.output, {});
     EXPECT_EQ(again.status, 0) << again.errors;
     EXPECT_EQ(again.recording(), run.recording());
@@ -66,6 +73,62 @@ TEST(Replay, RefusesWhatIsNoWholeRecordingUnlessAsked) {
         EXPECT_THAT(refused.errors, HasSubstr(row.error));
         EXPECT_EQ(camera.replay(row.text, {"--replay-damaged"}).status, row.readable ? 0 : 2)
             << row.error;
+    }
+    camera.write("/x", "");
+    const std::string pipe = camera.pathOf("/pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    for (const std::string& file : {camera.pathOf("/"), pipe, std::string("/dev/zero")}) {
+        EXPECT_EQ(twin::readRecording(file).foreign, "it is no regular file");
+    }
+}
+
+TEST(Replay, PairsWhatIsClosestInTime) {
+    std::vector<twin::RecordedEvent> events;
+    for (const int second : {0, 1, 10, 11}) {
+        events.push_back({second * 1'000'000, "bus", second % 10 == 0 ? "run" : "stop"});
+    }
+    const auto pairs =
+        twin::align({&events[0], &events[1], &events[2], &events[3]}, {&events[2], &events[3]});
+    ASSERT_EQ(pairs.size(), 4U);
+    for (std::size_t i = 0; i < pairs.size(); ++i) {
+        EXPECT_EQ(pairs[i].first, &events[i]);
+        EXPECT_EQ(pairs[i].second, i < 2 ? nullptr : &events[i]);
+    }
+}
+
+TEST(Replay, TakesAPauseBetweenOrdersForNoBeat) {
+    const Camera camera;
+    // Between the rotate axis's second order, after a pause of seconds, and its third.
+    const Session run = camera.run("set lens.camN.action.cmd home1\nrun 9.8\nset x.k 1\nrun 3\n");
+    std::string real = run.output;
+    real.replace(real.find("clock virtual"), 13, "clock real");
+    EXPECT_EQ(camera.replay(real, {}).trace.times("cmd x.k"), run.trace.times("cmd x.k"));
+}
+
+TEST(Replay, EndsWithTheOneWhoIsKilled) {
+    const Camera camera;
+    camera.write("/recording", camera.run("run 20\nset x.late 1\n").output);
+    Child child({"--replay", camera.pathOf("/recording"), "--clock", "real"});
+    child.readTo(" bus ");
+    kill(child.pid, SIGKILL);
+    EXPECT_THAT(child.readAll(), testing::Not(HasSubstr("x.late")));
+}
+
+TEST(Replay, RefusesOptionsThatItDoesNotGoWith) {
+    const struct {
+        std::vector<std::string> options;
+        const char* error;
+    } cases[] = {
+        {{"--quiet"}, "--quiet is not accepted with --replay: "},
+        {{"--page", "0", "--clock", "virtual"},
+         "--clock virtual is not accepted with --replay and"},
+        {{"--compare", "--clock", "real"}, "--compare is accepted with the virtual clock and"},
+    };
+    const Camera camera;
+    for (const auto& row : cases) {
+        const Session refused = camera.replay("", row.options);
+        EXPECT_EQ(refused.status, 2) << row.error;
+        EXPECT_THAT(refused.errors, StartsWith(std::string("kestrel-twin: ") + row.error));
     }
 }
 

@@ -24,6 +24,8 @@ namespace {
 
 // What the runs of this thread printed, of those that print a trace.
 thread_local std::string tRecordings;
+// One of them crashed, or was killed.
+thread_local bool tCutOff = false;
 
 // A test that fails leaves its recordings.
 class Keeper : public testing::EmptyTestEventListener {
@@ -122,6 +124,15 @@ int spawn(const std::vector<std::string>& arguments, const std::array<std::strin
         return -1;
     }
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+void keepRecording(const std::string& output) {
+    tRecordings += output;
+    const bool broken = !output.ends_with('\n');
+    tRecordings += broken ? "\n" : "";
+    const std::size_t last = output.rfind('\n', output.size() - 2) + 1;
+    tCutOff = tCutOff || broken ||
+              !std::string_view(output).substr(last).starts_with("# kestrel-twin end ");
 }
 
 void sortLines(Session& run) {
@@ -340,13 +351,14 @@ Session Camera::start(const std::vector<std::string>& arguments, const std::stri
     run.errors = readFile(streams[2]).value_or("");
     sortLines(run);
     if (run.output.starts_with("# kestrel-twin ")) {
-        tRecordings += run.output;
+        keepRecording(run.output);
     }
     return run;
 }
 
 void forgetRecordings() {
     tRecordings.clear();
+    tCutOff = false;
 }
 
 std::string saveRecordings(const std::string& name) {
@@ -359,7 +371,8 @@ std::string saveRecordings(const std::string& name) {
     const std::string path = KESTREL_RECORDINGS "/" + file + ".txt";
     std::filesystem::create_directories(KESTREL_RECORDINGS);
     writeFile(path, tRecordings);
-    return std::string(KESTREL_TWIN_PATH) + " --replay " + path;
+    return std::string(KESTREL_TWIN_PATH) + " --replay " + path +
+           (tCutOff ? " --replay-damaged" : "");
 }
 
 std::string Camera::pathOf(const std::string& path) const {

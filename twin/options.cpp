@@ -88,6 +88,7 @@ bool takeTrace(Given& given, const char*) {
 }
 
 bool takeQuiet(Given& given, const char*) {
+    given.notWithReplay = "--quiet";
     given.options.session.output.quiet = true;
     return true;
 }
@@ -193,8 +194,8 @@ void printHelp() {
         "\nWithout --clock the clock is real where commands are typed at a terminal, else "
         "virtual.\n"
         "Exit status: 0; 1 if a wait, expect or check failed, a command was wrong, or commands,\n"
-        "output or the camera's directory are of no use; 2 for a wrong option; the daemon's own "
-        "where it ended itself.");
+        "output or the camera's directory are of no use, or --compare found differences; 2 for a\n"
+        "wrong option, or a recording of no use; the daemon's own where it ended itself.");
 }
 
 std::string acceptedOptions() {
@@ -235,11 +236,10 @@ std::string replayProblem(const Given& given) {
                          " is accepted with --replay only"
                    : "";
     }
-    const std::string other = !given.notWithReplay.empty()   ? given.notWithReplay
-                              : options.session.output.quiet ? "--quiet"
-                              : options.mqtt.wanted          ? "--mqtt"
-                              : !options.script.empty()      ? "a script"
-                                                             : "";
+    const std::string other = !given.notWithReplay.empty() ? given.notWithReplay
+                              : options.mqtt.wanted        ? "--mqtt"
+                              : !options.script.empty()    ? "a script"
+                                                           : "";
     if (!other.empty()) {
         return other + " is not accepted with --replay: the recording says how the run was made";
     }
@@ -247,8 +247,9 @@ std::string replayProblem(const Given& given) {
     if (options.replay.compare && (real || options.page)) {
         return "--compare is accepted with the virtual clock and without --page only";
     }
-    return given.clock && options.page
-               ? "--clock is not accepted with --replay and --page: the page has its own time"
+    return given.clock && !real && options.page
+               ? "--clock virtual is not accepted with --replay and --page: the page plays in real "
+                 "time, accepted: --speed"
                : "";
 }
 

@@ -61,6 +61,10 @@ void orderRelative(Axis axis, std::int32_t steps) {
 
 std::int32_t takeTarget(Axis axis) {
     WaitingOrder order = waitingOrder(axis);
+    // As in nearly every pass: nothing has come, and nothing need be written.
+    if (order == kNoOrder && *axisRow(axis).target == seenTarget(axis)) {
+        return seenTarget(axis);
+    }
     for (bool taken = false; !taken;) {
         if (order == kComingOrder) {
             return seenTarget(axis);

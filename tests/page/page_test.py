@@ -273,7 +273,7 @@ class Buttons(unittest.TestCase):
 
 
 class Recording(unittest.TestCase):
-    """A recording with two boots: what is shown at a moment is what the console told then."""
+    """A recording with three boots: what is shown at a moment is what the console told then."""
 
     @classmethod
     def setUpClass(cls):
@@ -287,11 +287,12 @@ class Recording(unittest.TestCase):
              "set lens.camN.light.front_left.color red", "set lens.camN.light.front_left.state on", "run 2",
              "head", "set lens.camN.pan a:30000", "run 1", "head", "run 0.2", "power-cut"],
             ["run 0.8", "head", "run 29.2", "head", "set lens.camN.tilt a:2000", "run 2", "head",
-             "run 1"])]
+             "run 1.0073", "power-cut"],
+            ["run 0.8", "head"])]
         cls.told = [[json.loads(line[2:]) for line in boot.splitlines() if line.startswith("= {")]
                     for boot in boots]
         cls.lines = [[line for line in boot.splitlines() if not line.startswith(("#", "="))] for boot in boots]
-        file = pathlib.Path(cls.folder.name, "two-boots.txt")
+        file = pathlib.Path(cls.folder.name, "boots.txt")
         file.write_text("".join(boots), encoding="latin-1")
         cls.twin = Twin(PROGRAM, "--replay", str(file), clock=None)
         served.add(cls.twin.url + "/")
@@ -304,16 +305,17 @@ class Recording(unittest.TestCase):
         cls.folder.cleanup()
         page.open(twin.url)
 
-    # The first boot lasts 43.2 s, and the power is seen to be off for one more.
-    BEGINNINGS = (0.0, 44.2)
+    # The first boot lasts 43.2 s, and the power is seen to be off for one more. The second one ends, and the third
+    # one begins, between two steps.
+    BEGINNINGS = (0.0, 44.2, 78.2073)
 
     def go(self, boot, t):
         page.script("const slider = document.querySelector('.player input'); slider.value = arguments[0];"
-                    "slider.dispatchEvent(new Event('input'))", round((self.BEGINNINGS[boot] + t) / 0.04))
+                    "slider.dispatchEvent(new Event('input'))", math.ceil((self.BEGINNINGS[boot] + t) / 0.04 - 1e-6))
 
     def moment(self):
         """The boot and its time, as the player says."""
-        found = re.match(r"boot (\d) of 2, ([\d.]+) of", page.text(".player .place"))
+        found = re.match(r"boot (\d) of 3, ([\d.]+) of", page.text(".player .place"))
         return int(found.group(1)) - 1, float(found.group(2))
 
     def check(self, boot, head):
@@ -358,6 +360,8 @@ class Recording(unittest.TestCase):
         self.go(0, 43.6)
         page.wait_equal(page.state, "off", "the power is off between the boots")
         page.wait(lambda: page.find(".stage .off").is_displayed(), "no picture, then")
+        self.go(1, 33.0073)
+        page.wait_equal(page.state, "off", "and at the very moment of a cut")
         self.go(1, 1)
         page.wait_equal(page.state, "on", "and on again")
 
@@ -394,9 +398,9 @@ class Recording(unittest.TestCase):
             self.assertAlmostEqual(rate(f"{speed:g}") / speed, 1, delta=0.25)
         Select(page.named("Speed of the recording")).select_by_value("60")
         press()
-        page.wait_equal(self.moment, (1, 33.0), "through both boots to the end")
+        page.wait_equal(self.moment, (2, 0.8), "through all boots to the end")
         page.wait(lambda: page.find(".player .play").get_attribute("aria-label") == "Play", "where it rests")
-        self.check(1, {**self.told[1][-1], "t": 33.0})
+        self.check(2, self.told[2][-1])
 
     def test_keyboard(self):
         def key(name, target="body", shift=False):
@@ -407,7 +411,8 @@ class Recording(unittest.TestCase):
         rows = (("ArrowRight", "body", False, (0, 21.0)), ("ArrowLeft", ".stage", False, (0, 20.0)),
                 ("ArrowRight", '[data-axis="pan"] .bar', True, (0, 30.0)), ("PageDown", "body", False, (0, 43.2)),
                 ("PageDown", "body", False, (1, 0.0)), ("PageUp", "body", False, (0, 43.2)),
-                ("End", ".player input", False, (1, 33.0)), ("Home", ".player input", False, (0, 0.0)))
+                ("End", ".player input", False, (2, 0.8)), ("PageUp", "body", False, (2, 0.03)),
+                ("PageUp", "body", False, (1, 33.01)), ("PageDown", "body", False, (2, 0.03)), ("Home", ".player input", False, (0, 0.0)))
         for name, target, shift, moment in rows:
             key(name, target, shift)
             page.wait_equal(self.moment, moment, f"{name} on {target}")

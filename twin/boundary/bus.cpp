@@ -267,6 +267,16 @@ std::string setFromOutside(const std::string& key, const std::string& value) {
     return storeFromOutside(key, value);
 }
 
+std::string setFromFault(const char* function, const std::string& key, const std::string& value) {
+    const WorldLock world;
+    std::string problem = refusal(key, value);
+    if (problem.empty()) {
+        trace("head", "set-at %s", function);
+        store("cmd", canonical(key), value);
+    }
+    return problem;
+}
+
 std::string setFromConsole(const std::string& key, const std::string& value) {
     const WorldLock world;
     std::string problem = storeFromOutside(key, value);

@@ -33,6 +33,10 @@ std::string setFromOutside(const std::string& key, const std::string& value);
 // The same from the console: a wait counts from this set on.
 std::string setFromConsole(const std::string& key, const std::string& value);
 
+// The same as the fault set-at makes it before the daemon calls `function`, which the trace tells
+// if the bus takes the set.
+std::string setFromFault(const char* function, const std::string& key, const std::string& value);
+
 // Another service listens: `handler` hears every later set of every key that begins with `prefix`,
 // as platform/nbus.h has it. Real clock only. Returns 0.
 int listenFromOutside(const char* prefix, nbus_handler handler);

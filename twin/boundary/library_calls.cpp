@@ -38,9 +38,8 @@ void deliverSetAt(const char* name) {
         text = outsideSet();
     }
     answer(std::string("set at: ") + name);
-    trace("head", "set-at %s", name);
     const std::size_t blank = text.find(' ');
-    const std::string problem = setFromOutside(text.substr(0, blank), text.substr(blank + 1));
+    const std::string problem = setFromFault(name, text.substr(0, blank), text.substr(blank + 1));
     if (!problem.empty()) {
         complain("set-at: " + problem);
     }

@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cmath>
@@ -12,6 +13,8 @@
 #include <filesystem>
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "twin/boundary/bus.h"
@@ -115,6 +118,7 @@ struct FilmedBoot {
     std::size_t lastHead = kNone;  // of the shots
     std::string lastHeadJson;
     std::vector<double> fails;
+    std::string events;  // once it is whole, all of them, and the above are given up
     Microseconds end = 0;
     bool ended = false;
     bool off = false;
@@ -190,6 +194,13 @@ void addFaults(FilmedBoot& boot, const std::string& lines) {
     boot.shots.push_back({boot.end, false, eventText("faults", list.dump())});
 }
 
+// Whether an axis says in this line of the trace that it failed.
+bool isFailure(const std::string& line) {
+    constexpr std::string_view kCamera = " bus lens.camN.";
+    return line.compare(std::min(line.find(' '), line.size()), kCamera.size(), kCamera) == 0 &&
+           line.ends_with("status fail");
+}
+
 void takePacket(FilmedBoot& boot, const Packet& packet) {
     switch (packet.kind) {
         case PacketKind::answer:
@@ -198,7 +209,7 @@ void takePacket(FilmedBoot& boot, const Packet& packet) {
         case PacketKind::trace:
             boot.end = timeOf(packet.text, 0);
             boot.shots.push_back({boot.end, false, eventText("trace", traceJson(packet.text))});
-            if (packet.text.ends_with("status fail")) {
+            if (isFailure(packet.text)) {
                 boot.fails.push_back(secondsOf(boot.end));
             }
             break;
@@ -222,6 +233,17 @@ void takePacket(FilmedBoot& boot, const Packet& packet) {
     }
 }
 
+// The film is whole: each boot becomes the one text that its readers get.
+void joinEvents() {
+    for (FilmedBoot& boot : gFilm.boots) {
+        boot.events = eventText("bus", busJson(std::exchange(boot.keys, {})));
+        for (const Shot& shot : boot.shots) {
+            boot.events += shot.event;
+        }
+        boot.shots = {};
+    }
+}
+
 void report(Microseconds before, Microseconds length) {
     static Clock::time_point next = Clock::now() + kReportPeriod;
     if (Clock::now() >= next) {
@@ -238,7 +260,7 @@ bool filmRun(const PlayableRun& run, Microseconds before, Microseconds length, i
     if (!openLink(link, cameraEnd)) {
         return false;
     }
-    const pid_t child = fork();
+    const pid_t child = forkPlayer();
     if (child == 0) {
         close(link);
         act(run, cameraEnd, daemon);
@@ -276,6 +298,7 @@ bool makeFilm(const ReplayOptions& options, const SessionOptions& session, int (
         }
         before += run.run.end;
     }
+    joinEvents();
     return !runs.empty();
 }
 
@@ -295,15 +318,10 @@ std::string filmSummary() {
     return summary.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
-std::optional<std::string> filmedBoot(const std::string& number) {
+std::optional<std::string_view> filmedBoot(const std::string& number) {
     for (std::size_t i = 0; i < gFilm.boots.size(); ++i) {
         if (number == std::to_string(i + 1)) {
-            const FilmedBoot& boot = gFilm.boots[i];
-            std::string events = eventText("bus", busJson(boot.keys));
-            for (const Shot& shot : boot.shots) {
-                events += shot.event;
-            }
-            return events;
+            return gFilm.boots[i].events;
         }
     }
     return std::nullopt;

@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "twin/camera/session.h"
 #include "twin/replay/replay.h"
@@ -24,7 +25,7 @@ std::string filmSummary();
 
 // The events of a boot, "1" being the first, as GET /events tells them: `bus`, what all keys are to
 // begin with, then `trace`, `head` and `faults`, a list of those in force, in their order. None if
-// there is no such boot.
-std::optional<std::string> filmedBoot(const std::string& number);
+// there is no such boot. The text stays.
+std::optional<std::string_view> filmedBoot(const std::string& number);
 
 }  // namespace twin

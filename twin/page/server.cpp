@@ -228,6 +228,13 @@ MHD_Result sendRefusal(const Exchange& exchange) {
                                             exchange.plan.problem + "\n", exchange.plan.allowed});
 }
 
+MHD_Result sendFilm(MHD_Connection* connection, std::string_view events) {
+    MHD_Response* const response = MHD_create_response_from_buffer(
+        events.size(), const_cast<char*>(events.data()), MHD_RESPMEM_PERSISTENT);
+    MHD_add_response_header(response, MHD_HTTP_HEADER_CACHE_CONTROL, "no-store");
+    return queueResponse(connection, 200, response, kEvents);
+}
+
 Answer filmAnswer(const Plan& plan) {
     constexpr const char* kNone = "no recording is shown; --replay FILE --page PORT shows one\n";
     constexpr const char* kNoBoot = "the recording has no such boot; GET /recording lists them\n";
@@ -236,9 +243,7 @@ Answer filmAnswer(const Plan& plan) {
                              : Answer{204, kText, "", ""};
     }
     if (plan.action == Action::boot) {
-        auto events = filmedBoot(plan.key);
-        return events ? Answer{200, kEvents, std::move(*events), ""}
-                      : Answer{404, kText, filmIsShown() ? kNoBoot : kNone, ""};
+        return {404, kText, filmIsShown() ? kNoBoot : kNone, ""};
     }
     return {409, kText, "a recording is shown, and no camera steered; accepted: GET /recording\n",
             ""};
@@ -252,6 +257,11 @@ MHD_Result serveExchange(Exchange& exchange) {
     }
     if (exchange.plan.action == Action::asset) {
         return sendAsset(exchange.connection, *exchange.plan.asset);
+    }
+    if (exchange.plan.action == Action::boot) {
+        if (const auto events = filmedBoot(exchange.plan.key)) {
+            return sendFilm(exchange.connection, *events);
+        }
     }
     if (filmIsShown() || exchange.plan.action == Action::recording ||
         exchange.plan.action == Action::boot) {

@@ -13,6 +13,9 @@ namespace {
 // same. A match costs its distance in time. Microseconds.
 constexpr std::int64_t kAlone = 10'000'000;
 
+// Two alike in front that are so close are one event, whatever follows. Microseconds.
+constexpr std::int64_t kAtOnce = 100'000;
+
 // Where the lists differ, so many events of each are weighed against each other at once.
 constexpr std::size_t kWindow = 256;
 
@@ -93,7 +96,8 @@ std::vector<Beside> align(const Events& first, const Events& second) {
     Part a(first);
     Part b(second);
     while (!a.empty() || !b.empty()) {
-        if (!a.empty() && !b.empty() && sameEvent(*a[0], *b[0])) {
+        if (!a.empty() && !b.empty() && distance(*a[0], *b[0]) < kAtOnce &&
+            sameEvent(*a[0], *b[0])) {
             pairs.push_back({a[0], b[0]});
             a = a.subspan(1);
             b = b.subspan(1);

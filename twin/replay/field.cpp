@@ -4,8 +4,10 @@
 #include <array>
 #include <charconv>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -127,19 +129,29 @@ bool isRun(const Beside& pair, const char* status) {
     return pair.first != nullptr && pair.second != nullptr && pair.first->text.ends_with(status);
 }
 
+using EventIterator = std::vector<RecordedEvent>::const_iterator;
+
+// The first event at this time or later.
+EventIterator firstFrom(const RecordedRun& run, Microseconds time) {
+    return std::lower_bound(
+        run.events.begin(), run.events.end(), time,
+        [](const RecordedEvent& event, Microseconds from) { return event.time < from; });
+}
+
 // Whether from `begin` to `end` the axis went to a place by a word of its own, and nothing else:
 // the last one before is `a:N` or `r:N`, and none came meanwhile.
 bool isPlainMove(const RecordedRun& run, std::string_view axis, Microseconds begin,
                  Microseconds end) {
     const std::string key = "lens.camN." + std::string(axis) + " ";
     const RecordedEvent* word = nullptr;
-    for (const RecordedEvent& event : run.events) {
-        if (event.kind != "cmd" || event.time > end) {
+    for (auto event = firstFrom(run, begin - kSoon);
+         event != run.events.end() && event->time <= end; ++event) {
+        if (event->kind != "cmd") {
             continue;
         }
-        if (event.time <= begin) {
-            word = &event;
-        } else if (event.text.starts_with(key)) {
+        if (event->time <= begin) {
+            word = &*event;
+        } else if (event->text.starts_with(key)) {
             return false;
         }
     }
@@ -207,24 +219,44 @@ void compareMoves(std::string_view axis, const RecordedRun& field, const Recorde
 // Where the axis's key says that it is at a time.
 std::optional<int> placeAt(const RecordedRun& run, std::string_view axis, Microseconds time) {
     const std::string begin = positionKey(axis) + " ";
-    std::optional<int> place = numberOf(valueIn(run.bus, positionKey(axis)));
-    for (const RecordedEvent& event : run.events) {
-        if (event.time >= time) {
-            break;
-        }
-        if (event.text.starts_with(begin)) {
-            place = numberOf(event.text.substr(begin.size()));
-        }
-    }
-    return place;
+    const auto last =
+        std::find_if(std::make_reverse_iterator(firstFrom(run, time)), run.events.rend(),
+                     [&](const RecordedEvent& event) { return event.text.starts_with(begin); });
+    return numberOf(last == run.events.rend() ? valueIn(run.bus, positionKey(axis))
+                                              : last->text.substr(begin.size()));
 }
 
-// The time of the next set behind an act, or of the end.
+// Whether the set may move an axis.
+bool isMotion(const RecordedEvent& event) {
+    constexpr std::string_view kCamera = "lens.camN.";
+    if (event.kind != "cmd" || !event.text.starts_with(kCamera)) {
+        return false;
+    }
+    const std::string_view key =
+        std::string_view(event.text).substr(0, event.text.find(' ')).substr(kCamera.size());
+    return key == "action.cmd" || key == "act_preset" ||
+           std::find(kAxisNames.begin(), kAxisNames.end(), key) != kAxisNames.end();
+}
+
+// The time of the next set behind an act that may move an axis, or of the end.
 Microseconds nextActAfter(const RecordedRun& run, std::size_t index) {
-    const auto next =
-        std::find_if(run.events.begin() + static_cast<std::ptrdiff_t>(index) + 1, run.events.end(),
-                     [](const RecordedEvent& event) { return event.kind == "cmd"; });
+    const auto next = std::find_if(run.events.begin() + static_cast<std::ptrdiff_t>(index) + 1,
+                                   run.events.end(), isMotion);
     return next == run.events.end() ? run.end : next->time;
+}
+
+// Whether what an act at `begin` began was over at `end`: it was told as done, and the axis has
+// stood still since a while.
+bool wasOver(const RecordedRun& run, std::string_view axis, Microseconds begin, Microseconds end) {
+    const std::string status = statusKey(axis) + " ";
+    bool done = false;
+    const RecordedEvent* last = nullptr;
+    for (auto event = firstFrom(run, begin); event != run.events.end() && event->time < end;
+         ++event) {
+        done = done || event->text == "lens.camN.action.cmd done";
+        last = event->text.starts_with(status) ? &*event : last;
+    }
+    return done && last != nullptr && last->text.ends_with(" stop") && end - last->time >= kSoon;
 }
 
 bool hasWord(const SensedPlace& place, const std::string& set) {
@@ -233,7 +265,8 @@ bool hasWord(const SensedPlace& place, const std::string& set) {
     });
 }
 
-// The places that a sensor has found, each at the next act.
+// The places that a sensor has found, each at the next act, where both sides had come to an end
+// by then.
 void comparePlaces(const SensedPlace& place, const RecordedRun& field, const RecordedRun& model,
                    Verdict& verdict) {
     const std::string name(place.axis);
@@ -246,11 +279,12 @@ void comparePlaces(const SensedPlace& place, const RecordedRun& field, const Rec
         const Microseconds later = nextActAfter(field, i);
         const auto there = placeAt(field, place.axis, later);
         const auto expected = placeAt(model, place.axis, later);
-        if (!there || !expected) {
+        if (!there || !expected || !wasOver(field, place.axis, act.time, later) ||
+            !wasOver(model, place.axis, act.time, later)) {
             continue;
         }
         ++compared;
-        if (std::abs(*there - *expected) > place.tolerance) {
+        if (std::abs(std::int64_t{*there} - *expected) > place.tolerance) {
             verdict.say("%s: WORN: %.3f s, '%s' ends at %d, the model at %d: %s\n", name.c_str(),
                         seconds(act.time), act.text.c_str(), *there, *expected, place.reason);
         }

@@ -1,8 +1,10 @@
 #include "twin/replay/player.h"
 
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -117,6 +119,13 @@ struct Orders {
 };
 using OrdersOfAxes = std::map<std::string, Orders>;
 
+// The time between the last two orders where a loop gave one after the other; 0: a pause, or not
+// known.
+Microseconds beatOf(const Orders& orders) {
+    const Microseconds period = orders.count > 1 ? orders.last - orders.before : 0;
+    return period <= kOneMove ? period : 0;
+}
+
 // The order that an act followed closely: the `count`-th of the axis since the act before. `past`
 // is the time between them, `period` that from this order to the axis's next one; 0: not known.
 struct Anchor {
@@ -188,8 +197,8 @@ std::optional<Anchor> anchorOf(const RecordedRun& run, std::size_t index,
     const auto next = nextOrder(run, index, *axis, latest->last);
     if (next) {
         anchor.period = *next - latest->last;
-    } else if (latest->count > 1) {
-        anchor.period = latest->last - latest->before;
+    } else {
+        anchor.period = beatOf(*latest);
     }
     // The move had ended.
     const bool over = !next && anchor.period != 0 && anchor.past > 2 * latest->longest;
@@ -240,12 +249,11 @@ void passUntilOrder(const Anchor& anchor, Microseconds time) {
         return;
     }
     Microseconds past = anchor.past;
-    if (anchor.period != 0 && given.count > 1) {
+    if (const Microseconds period = beatOf(given); anchor.period != 0 && period != 0) {
         // Before the next order, however late that was when the run was recorded.
-        const Microseconds period = given.last - given.before;
         past = std::min(past * period / anchor.period, period * 9 / 10);
     }
-    passUntil(given.last + past);
+    passUntil(std::min(given.last + past, time + kMostMoved));
 }
 
 void playActs(const RecordedRun& run, bool anchored) {
@@ -273,6 +281,19 @@ void playActs(const RecordedRun& run, bool anchored) {
 }
 
 }  // namespace
+
+pid_t forkPlayer() {
+    const pid_t parent = getpid();
+    const pid_t child = fork();
+    if (child == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGTERM);
+        // It may have died before.
+        if (getppid() != parent) {
+            _exit(128 + SIGTERM);
+        }
+    }
+    return child;
+}
 
 void play(const RecordedRun& run, const SessionOptions& options, int (*daemon)(),
           const RunWatcher* watcher) {

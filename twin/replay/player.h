@@ -1,6 +1,8 @@
 // Plays one recorded run: its camera, and its acts at their times.
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 
 #include "twin/camera/session.h"
@@ -17,6 +19,10 @@ struct RunWatcher {
     void (*over)();  // the recorded time is over, and the camera is on
 };
 constexpr Microseconds kWatchPeriod = 40'000;
+
+// Forks the process that is to play a run, as fork() does. It ends with the one that forks it, even
+// if that is killed. The main thread.
+pid_t forkPlayer();
 
 // Boots the run's camera and gives it what it was given; ends the process as the run ended. In a
 // process of its own.

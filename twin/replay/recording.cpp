@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <optional>
 #include <string_view>
+#include <system_error>
 
 #include "twin/camera/heading.h"
 
@@ -176,10 +178,20 @@ Recording parseRecording(const std::string& text) {
 }
 
 Recording readRecording(const std::string& path) {
+    Recording recording;
+    std::error_code error;
+    // Anything else may have no end, or keep its reader waiting.
+    if (!std::filesystem::is_regular_file(path, error)) {
+        recording.foreign = error ? error.message() : "it is no regular file";
+        return recording;
+    }
     std::ifstream stream(path, std::ios::binary);
-    const std::string text(std::istreambuf_iterator<char>(stream), {});
+    std::string text;
+    std::array<char, 65'536> part{};
+    while (stream.read(part.data(), part.size()), stream.gcount() > 0) {
+        text.append(part.data(), static_cast<std::size_t>(stream.gcount()));
+    }
     if (!stream.is_open() || stream.bad()) {
-        Recording recording;
         recording.foreign = std::strerror(errno);
         return recording;
     }

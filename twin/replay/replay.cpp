@@ -25,7 +25,7 @@ constexpr const char* kFieldProgram = "kestrel-mqtt";
 
 // Runs `work`, which does not return, in a process of its own. Its exit status.
 int inOwnProcess(const std::function<void()>& work) {
-    const pid_t child = fork();
+    const pid_t child = forkPlayer();
     if (child == 0) {
         work();
         _exit(1);

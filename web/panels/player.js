@@ -29,13 +29,19 @@ const speed = element('select', {'aria-label': 'Speed of the recording'});
 /** @type {{at: number, kind: string, title: string}[]} */
 let stops = [];
 
+/**
+ * The first step at which what happens at a moment is seen.
+ * @param {number} at
+ */
+const stepOf = (at) => Math.ceil(at / recording.step - 1e-6);
+
 function showPlace() {
     const {boot, t} = placeOf(recording, moment);
     const {boots} = recording;
     const which = boots.length > 1 ? `boot ${boot + 1} of ${boots.length}, ` : '';
     const text = `${which}${t.toFixed(2)} of ${boots[boot].end.toFixed(2)} s`;
     setText(place, text);
-    slider.value = String(Math.round(moment / recording.step));
+    slider.value = String(stepOf(moment));
     slider.setAttribute('aria-valuetext', text);
 }
 
@@ -57,17 +63,16 @@ function show() {
 
 /** @param {number} wanted  rests on a step, where the recording's head is known */
 function goTo(wanted) {
-    const steps = Math.round(Math.max(0, Math.min(end, wanted)) / recording.step);
-    moment = Math.min(end, steps * recording.step);
+    moment = Math.min(end, stepOf(Math.max(0, wanted)) * recording.step);
     showPlace();
     show();
 }
 
 /** @param {number} direction */
 function goToMark(direction) {
-    const near = recording.step / 2;
-    const next = direction > 0 ? stops.find(({at}) => at > moment + near) :
-                                 stops.filter(({at}) => at < moment - near).at(-1);
+    const now = stepOf(moment);
+    const next = direction > 0 ? stops.find(({at}) => stepOf(at) > now) :
+                                 stops.filter(({at}) => stepOf(at) < now).at(-1);
     goTo(next?.at ?? (direction > 0 ? end : 0));
 }
 
@@ -140,7 +145,7 @@ export function makePlayer(shown) {
     recording = shown;
     end = beginningsOf(recording).at(-1) ?? 0;
     stops = stopsOf();
-    slider.max = String(Math.ceil(end / recording.step));
+    slider.max = String(stepOf(end));
     marks.append(...stops.map(({at, kind, title}) => {
         const mark = element('span', {class: kind, title});
         mark.style.left = `${(100 * at) / end}%`;
