@@ -15,6 +15,7 @@
 #include <thread>
 
 #include "campaigns/campaign.h"
+#include "tests/paths.h"
 
 namespace {
 

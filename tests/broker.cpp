@@ -26,6 +26,8 @@
 #include <sstream>
 #include <utility>
 
+#include "paths.h"
+
 namespace {
 
 constexpr std::chrono::seconds kPatience{30};
@@ -53,11 +55,6 @@ int freePort() {
     }
     ADD_FAILURE() << "no free port";
     return 0;
-}
-
-std::string readSource(const std::string& path) {
-    std::ifstream stream(std::string(KESTREL_SOURCE_DIR) + "/" + path);
-    return {std::istreambuf_iterator<char>(stream), {}};
 }
 
 std::string replaced(std::string text, const std::string& word, const std::string& value) {
@@ -326,7 +323,7 @@ void Client::onMessage(mosquitto*, void* object, const mosquitto_message* messag
 
 std::vector<std::string> Head::arguments(const Broker& broker,
                                          const std::vector<std::string>& more) {
-    std::vector<std::string> result = {KESTREL_TWIN_PATH,
+    std::vector<std::string> result = {kTwinProgram,
                                        "--clock",
                                        "real",
                                        "--speed",

@@ -55,8 +55,7 @@ private:
 // A loopback port that nobody has at the moment, and that no outgoing connection is given.
 int freePort();
 
-// A file of the source tree, and a text with every `word` replaced.
-std::string readSource(const std::string& path);
+// A text with every `word` replaced.
 std::string replaced(std::string text, const std::string& word, const std::string& value);
 
 // A mosquitto with its configuration below a directory of its own.

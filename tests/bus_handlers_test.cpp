@@ -15,6 +15,7 @@
 
 #include "app/bus_keys.h"
 #include "control_state.h"
+#include "paths.h"
 #include "platform/nbus.h"
 #include "twin/boundary/bus.h"
 #include "twin/boundary/files.h"
@@ -136,8 +137,7 @@ const std::pair<const char*, const SharedInt&> kSettings[] = {
 // Each listed word has a meaning of its own, but that synonyms ("or") share it, and no word that
 // the page has elsewhere has one.
 TEST_F(BusHandlers, KnowTheWordsOfTheKeyPageAndNoOthers) {
-    std::ifstream file(KESTREL_SOURCE_DIR "/docs/bus-keys.md");
-    const std::string page((std::istreambuf_iterator<char>(file)), {});
+    const std::string page = readSource("docs/bus-keys.md");
     const std::regex list("((`[a-z_]+`(, | or ))*`[a-z_]+`), anything else (?!is night)");
     const std::regex quoted("(or )?`([A-Za-z_-]+)`");
     const auto words = [&quoted](const std::string& text) {

@@ -10,6 +10,8 @@
 #include <sstream>
 #include <utility>
 
+#include "paths.h"
+
 std::vector<std::string> linesOf(const std::string& text) {
     std::vector<std::string> lines;
     std::istringstream stream(text);
@@ -20,7 +22,7 @@ std::vector<std::string> linesOf(const std::string& text) {
 }
 
 Child::Child(std::vector<std::string> options) {
-    options.insert(options.begin(), KESTREL_TWIN_PATH);
+    options.insert(options.begin(), kTwinProgram);
     std::vector<char*> words;
     for (std::string& option : options) {
         words.push_back(option.data());

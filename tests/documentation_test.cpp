@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "app/bus_keys.h"
+#include "paths.h"
 #include "session.h"
 
 namespace {
@@ -17,7 +18,7 @@ using testing::Contains;
 using testing::StartsWith;
 
 std::vector<std::string> linesOf(const std::string& page) {
-    std::ifstream file(KESTREL_SOURCE_DIR "/" + page);
+    std::istringstream file(readSource(page));
     std::vector<std::string> lines;
     for (std::string line; std::getline(file, line);) {
         lines.push_back(line);
@@ -77,8 +78,7 @@ TEST(BusKeyPage, ListsTheKeysListenedToInTheirOrder) {
 }
 
 TEST(BusKeyPage, SaysHowEachKeyIsReadAtStart) {
-    std::ifstream page(std::string(KESTREL_SOURCE_DIR) + "/docs/bus-keys.md");
-    const std::string text((std::istreambuf_iterator<char>(page)), {});
+    const std::string text = readSource("docs/bus-keys.md");
     for (const BusKey& row : busKeys()) {
         const std::string cells =
             "| `" + std::string(row.key) + "` | " + initialText(row.initial) + " |";

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "broker.h"
+#include "paths.h"
 #include "tools/relay.h"
 
 namespace {

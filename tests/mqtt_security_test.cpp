@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "broker.h"
+#include "paths.h"
 
 namespace {
 
@@ -63,7 +64,7 @@ public:
         Process make({"/bin/bash", broker.pathOf("make"), broker.directory});
         const std::string output = make.finish();
         EXPECT_EQ(make.status, 0) << output;
-        std::filesystem::copy(std::string(KESTREL_SOURCE_DIR) + "/packaging/mosquitto/site.acl",
+        std::filesystem::copy(sourcePath("packaging/mosquitto/site.acl"),
                               broker.pathOf("kestrel-acl"));
         broker.start();
     }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "broker.h"
+#include "paths.h"
 
 namespace {
 
@@ -213,7 +214,7 @@ TEST(MqttOptions, AWrongOneIsOneLineAndStatusTwo) {
         {"--name a", "--name is accepted with --mqtt only"},
     };
     for (const auto& [options, line] : cases) {
-        std::vector<std::string> arguments = {KESTREL_TWIN_PATH};
+        std::vector<std::string> arguments = {kTwinProgram};
         std::istringstream words(options);
         for (std::string word; words >> word;) {
             arguments.push_back(word);

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "broker.h"
+#include "paths.h"
 
 namespace {
 
@@ -28,7 +29,7 @@ std::vector<std::string> withEnvironment(const Broker& broker, std::vector<std::
 // A service that is there, or says why not.
 struct Service : Process {
     explicit Service(const Broker& broker, const std::vector<std::string>& more = {})
-        : Process(withEnvironment(broker, {KESTREL_SERVICE_PATH}, more)) {}
+        : Process(withEnvironment(broker, {kServiceProgram}, more)) {}
 
     // What comes up to the line that ends with `answer`.
     std::string ask(const std::string& command, const std::string& answer) {
@@ -154,8 +155,7 @@ TEST(NbusRealClock, TheExamplesPatrolBetweenTheCamerasPresets) {
     Head head(broker);
     Client(broker, "kestrel/cam7/state").readTo("kestrel/cam7/state online");
     const std::vector<std::string> patrols[] = {
-        {KESTREL_PATROL_PATH, "2"},
-        {"/usr/bin/python3", KESTREL_SOURCE_DIR "/examples/patrol.py", "2"}};
+        {kPatrolProgram, "2"}, {"/usr/bin/python3", sourcePath("examples/patrol.py"), "2"}};
     for (const std::vector<std::string>& arguments : patrols) {
         Process early(withEnvironment(broker, arguments));
         EXPECT_THAT(early.finish(), HasSubstr("patrol: preset 1 is not stored"));

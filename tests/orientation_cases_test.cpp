@@ -12,6 +12,7 @@
 #include "orientation/auto_search.h"
 #include "orientation/install_detection.h"
 #include "orientation/rotate_mode.h"
+#include "paths.h"
 
 namespace {
 
@@ -111,7 +112,7 @@ void expectBound(Found (*find)(const Angles&), const std::string& name, const An
 
 // The file says what its rows mean.
 TEST(OrientationCases, HoldUpToTheirBounds) {
-    std::ifstream file(KESTREL_SOURCE_DIR "/tests/data/orientation-cases.txt");
+    std::istringstream file(readSource("tests/data/orientation-cases.txt"));
     int rows = 0;
     for (std::string line; std::getline(file, line);) {
         std::istringstream row(line);

@@ -1,5 +1,6 @@
 #include "session.h"
 
+#include "paths.h"
 #include "recordings.h"
 
 #include <fcntl.h>
@@ -324,7 +325,7 @@ Session Camera::run(const std::string& script) const {
 }
 
 Session Camera::run(const std::string& script, const std::vector<std::string>& options) const {
-    std::vector<std::string> arguments = {KESTREL_TWIN_PATH, "--state", directory_ + "/state"};
+    std::vector<std::string> arguments = {kTwinProgram, "--state", directory_ + "/state"};
     if (!std::filesystem::exists(directory_ + "/state/head")) {
         arguments.insert(arguments.end(), {"--lens-type", std::to_string(lensType_)});
     }
@@ -336,7 +337,7 @@ Session Camera::replay(const std::string& recording,
                        const std::vector<std::string>& options) const {
     const std::string file = directory_ + "/recording";
     writeFile(file, recording);
-    std::vector<std::string> arguments = {KESTREL_TWIN_PATH, "--replay", file};
+    std::vector<std::string> arguments = {kTwinProgram, "--replay", file};
     arguments.insert(arguments.end(), options.begin(), options.end());
     return start(arguments, "");
 }
@@ -368,11 +369,10 @@ std::string saveRecordings(const std::string& name) {
     std::string file = name;
     std::replace_if(
         file.begin(), file.end(), [](unsigned char c) { return std::isalnum(c) == 0; }, '-');
-    const std::string path = KESTREL_RECORDINGS "/" + file + ".txt";
-    std::filesystem::create_directories(KESTREL_RECORDINGS);
+    const std::string path = kRecordings + ("/" + file) + ".txt";
+    std::filesystem::create_directories(kRecordings);
     writeFile(path, tRecordings);
-    return std::string(KESTREL_TWIN_PATH) + " --replay " + path +
-           (tCutOff ? " --replay-damaged" : "");
+    return std::string(kTwinProgram) + " --replay " + path + (tCutOff ? " --replay-damaged" : "");
 }
 
 std::string Camera::pathOf(const std::string& path) const {

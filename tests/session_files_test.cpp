@@ -41,6 +41,7 @@
 #include <string>
 #include <vector>
 
+#include "paths.h"
 #include "session.h"
 
 namespace {
@@ -290,7 +291,7 @@ TEST_P(SessionFile, ComesOutAsItIsWritten) {
 std::vector<std::filesystem::path> sessionFiles() {
     std::vector<std::filesystem::path> files;
     for (const auto& entry :
-         std::filesystem::directory_iterator(KESTREL_SOURCE_DIR "/tests/data/sessions")) {
+         std::filesystem::directory_iterator(sourcePath("tests/data/sessions"))) {
         files.push_back(entry.path());
     }
     std::sort(files.begin(), files.end());

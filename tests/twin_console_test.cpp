@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "child.h"
+#include "paths.h"
 #include "session.h"
 
 namespace {
@@ -104,7 +105,7 @@ TEST(TwinConsole, OutputThatCannotBeWrittenIsAFailure) {
     const std::string path = camera.pathOf("/errors");
     camera.write("/errors", "");
     const std::string command =
-        std::string("echo get x | '") + KESTREL_TWIN_PATH + "' --quiet >/dev/full 2>'" + path + "'";
+        std::string("echo get x | '") + kTwinProgram + "' --quiet >/dev/full 2>'" + path + "'";
     EXPECT_EQ(WEXITSTATUS(std::system(command.c_str())), 1);
     EXPECT_THAT(camera.read("/errors").value_or(""), HasSubstr("standard output: No space left"));
 }

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "paths.h"
 #include "session.h"
 #include "tests/twin_world.h"
 #include "twin/boundary/bus.h"
@@ -24,7 +25,7 @@ using testing::HasSubstr;
 class Terminal {
 public:
     explicit Terminal(std::vector<std::string> options) {
-        options.insert(options.begin(), KESTREL_TWIN_PATH);
+        options.insert(options.begin(), kTwinProgram);
         std::vector<char*> arguments;
         for (std::string& option : options) {
             arguments.push_back(option.data());
