@@ -555,7 +555,7 @@ TEST(Page, RealClockWhatCameOverHttpAndMqttIsReplayed) {
     const Camera camera(Positions{});
     Page page({"--clock", "real", "--speed", "4", "--trace", "--state", camera.pathOf("/.."),
                "--name", "cam7", "--mqtt", "mqtt://127.0.0.1:" + std::to_string(broker.port)});
-    page.console("run 1");
+    Client(broker, "kestrel/cam7/state").readTo("kestrel/cam7/state online");
     Client client(broker, "kestrel/cam7/bus/#");
     client.publish("kestrel/cam7/set/lens/camN/zoom", "a:1400");
     client.readTo("kestrel/cam7/bus/lens/camN/position_zoom 1400");
