@@ -207,11 +207,17 @@ std::optional<Delivery> takeDelivery() {
     return delivery;
 }
 
-// The handler of the index-th listener if it listens to `key`, else null.
-nbus_handler handlerFor(std::size_t index, const std::string& key) {
+// The handler of the first listener to the delivery's key from the `next`-th on, null if there is
+// none. `next` moves behind it.
+nbus_handler nextHandler(const Delivery& delivery, std::size_t& next) {
     const WorldLock world;
-    const Listener& listener = bus().listeners[index];
-    return key.starts_with(listener.prefix) ? listener.handler : nullptr;
+    while (next < delivery.listeners) {
+        const Listener& listener = bus().listeners[next++];
+        if (listener.handler != nullptr && delivery.key.starts_with(listener.prefix)) {
+            return listener.handler;
+        }
+    }
+    return nullptr;
 }
 
 void countDelivery() {
@@ -225,10 +231,9 @@ void dispatch(void*) {
     for (;;) {
         bus().delivery.pass(kNever);
         while (const std::optional<Delivery> delivery = takeDelivery()) {
-            for (std::size_t i = 0; i < delivery->listeners; ++i) {
-                if (const nbus_handler handler = handlerFor(i, delivery->key)) {
-                    handler(delivery->key.c_str(), delivery->value.c_str());
-                }
+            std::size_t next = 0;
+            while (const nbus_handler handler = nextHandler(*delivery, next)) {
+                handler(delivery->key.c_str(), delivery->value.c_str());
             }
             countDelivery();
         }

@@ -46,11 +46,14 @@ int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex);
 int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex);
 
 int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
-    while (twin::onVirtualClock() && twin::virtual_clock::runningActor() != nullptr &&
-           twin::virtual_clock::heldByAnother(mutex)) {
-        twin::virtual_clock::waitForRelease(mutex);
+    int result = pthread_mutex_trylock(mutex);
+    if (result == EBUSY) {
+        while (twin::onVirtualClock() && twin::virtual_clock::runningActor() != nullptr &&
+               twin::virtual_clock::heldByAnother(mutex)) {
+            twin::virtual_clock::waitForRelease(mutex);
+        }
+        result = __real_pthread_mutex_lock(mutex);
     }
-    const int result = __real_pthread_mutex_lock(mutex);
     if (result == 0) {
         twin::replace(nullptr, mutex);
     }

@@ -41,6 +41,7 @@ struct Event {
 std::array<Actor, 16> gActors;
 HeldLocks gConsoleLocks;
 std::size_t gActorCount = 0;
+std::size_t gAwaiting = 0;  // actors that wait for a mutex
 Actor* gRunning = nullptr;
 std::uint64_t gEventsScheduled = 0;
 
@@ -213,14 +214,16 @@ bool heldByAnother(const pthread_mutex_t* mutex) {
 void waitForRelease(const pthread_mutex_t* mutex) {
     Actor* const self = gRunning;
     self->awaited = mutex;
+    ++gAwaiting;
     self->wake = kNever;
     yieldFiber(*self->fiber);
 }
 
 void released(const pthread_mutex_t* mutex) {
-    for (std::size_t i = 0; i < gActorCount; ++i) {
+    for (std::size_t i = 0; i < gActorCount && gAwaiting > 0; ++i) {
         if (gActors[i].awaited == mutex) {
             gActors[i].awaited = nullptr;
+            --gAwaiting;
             wake(gActors[i]);
         }
     }
