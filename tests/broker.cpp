@@ -1,38 +1,24 @@
 #include "broker.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <mqtt_protocol.h>
 #include <netinet/in.h>
-#include <spawn.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <atomic>
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <memory>
 #include <optional>
 #include <random>
 #include <set>
-#include <sstream>
 #include <utility>
 
 #include "paths.h"
-
-namespace {
-
-constexpr std::chrono::seconds kPatience{30};
-
-}  // namespace
 
 int freePort() {
     // Below what outgoing connections are given: while a broker is away nobody takes its port, not
@@ -62,93 +48,6 @@ std::string replaced(std::string text, const std::string& word, const std::strin
         text.replace(at, word.size(), value);
     }
     return text;
-}
-
-Process::Process(const std::vector<std::string>& arguments) {
-    std::array<int, 2> input{};
-    std::array<int, 2> output{};
-    EXPECT_EQ(pipe2(input.data(), O_CLOEXEC), 0);
-    EXPECT_EQ(pipe2(output.data(), O_CLOEXEC), 0);
-    std::vector<char*> argv;
-    for (const std::string& argument : arguments) {
-        argv.push_back(const_cast<char*>(argument.c_str()));
-    }
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, input[0], STDIN_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, output[1], STDERR_FILENO);
-    EXPECT_EQ(posix_spawn(&child_, argv[0], &actions, nullptr, argv.data(), environ), 0) << argv[0];
-    posix_spawn_file_actions_destroy(&actions);
-    close(input[0]);
-    close(output[1]);
-    input_ = input[1];
-    output_ = output[0];
-    reader_ = std::thread([this] { readAll(); });
-}
-
-Process::~Process() {
-    close(input_);
-    if (child_ != 0) {
-        kill(child_, SIGKILL);
-        waitpid(child_, nullptr, 0);
-    }
-    reader_.join();
-    close(output_);
-}
-
-void Process::write(const std::string& text) const {
-    EXPECT_EQ(::write(input_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
-}
-
-void Process::signal(int number) const {
-    kill(child_, number);
-}
-
-void Process::readAll() {
-    std::array<char, 4096> part{};
-    for (ssize_t count = 1; count > 0;) {
-        count = read(output_, part.data(), part.size());
-        const std::lock_guard lock(mutex_);
-        text_.append(part.data(), static_cast<std::size_t>(count > 0 ? count : 0));
-        atEnd_ = count <= 0;
-        changed_.notify_all();
-    }
-}
-
-std::string Process::readTo(const std::string& text) {
-    readOn(text);
-    const std::lock_guard lock(mutex_);
-    return text_.substr(0, found_);
-}
-
-std::string Process::readOn(const std::string& text) {
-    std::unique_lock lock(mutex_);
-    std::size_t at = std::string::npos;
-    const bool found = changed_.wait_for(lock, kPatience, [&] {
-        at = text_.find(text, found_);
-        return at != std::string::npos || atEnd_;
-    });
-    if (!found || at == std::string::npos) {
-        ADD_FAILURE() << "'" << text << "' does not come after:\n" << text_;
-        return text_.substr(found_);
-    }
-    const std::size_t begin = std::exchange(found_, at + text.size());
-    return text_.substr(begin, found_ - begin);
-}
-
-std::string Process::finish() {
-    close(std::exchange(input_, -1));
-    std::unique_lock lock(mutex_);
-    EXPECT_TRUE(changed_.wait_for(lock, kPatience, [this] { return atEnd_; })) << text_;
-    if (!atEnd_) {
-        kill(child_, SIGKILL);
-    }
-    int result = 0;
-    waitpid(std::exchange(child_, 0), &result, 0);
-    status = WIFEXITED(result) ? WEXITSTATUS(result) : 128 + WTERMSIG(result);
-    return text_;
 }
 
 Broker::Broker(std::string configuration)
@@ -347,9 +246,8 @@ std::vector<std::string> Head::ask(const std::string& command) {
     const std::string end = "= no.such.key absent\n";
     process.write("get no.such.key\n" + command + "\nget no.such.key\n");
     process.readTo(end);
-    std::istringstream text(process.readOn(end));
     std::vector<std::string> answers;
-    for (std::string line; std::getline(text, line);) {
+    for (const std::string& line : linesOf(process.readOn(end))) {
         if (line.starts_with("= ") && line + "\n" != end) {
             answers.push_back(line.substr(2));
         }
@@ -376,9 +274,8 @@ std::vector<std::string> Head::toBeKept() {
 
 std::vector<std::string> Head::setsOf(const std::string& key) {
     process.write("quit\n");
-    std::istringstream text(process.finish());
     std::vector<std::string> values;
-    for (std::string line; std::getline(text, line);) {
+    for (const std::string& line : linesOf(process.finish())) {
         const std::optional<Event> event = readEvent(line);
         if (event && event->line().starts_with("cmd " + key + " ")) {
             values.push_back(event->text.substr(key.size() + 1));

@@ -4,53 +4,14 @@
 
 #include <mosquitto.h>
 
-#include <sys/types.h>
 #include <condition_variable>
 #include <map>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "process.h"
 #include "session.h"
-
-// A program with its standard streams on pipes. It is killed at the end, if it still runs.
-class Process {
-public:
-    explicit Process(const std::vector<std::string>& arguments);
-    ~Process();
-    Process(const Process&) = delete;
-    Process& operator=(const Process&) = delete;
-
-    void write(const std::string& text) const;
-    // Reads standard output and errors until they hold `text` behind what the last call found; all
-    // that came up to there. Fails at their end.
-    std::string readTo(const std::string& text);
-    // The same, but only what came since the last call that found its text.
-    std::string readOn(const std::string& text);
-    // Everything up to the end, which it waits for; `status` as a shell has it.
-    std::string finish();
-    void signal(int number) const;
-    pid_t id() const {
-        return child_;
-    }
-
-    int status = -1;
-
-private:
-    void readAll();
-
-    pid_t child_ = 0;
-    int input_ = -1;
-    int output_ = -1;
-    // The reader takes everything at once: a program whose output nobody reads would stand still.
-    std::thread reader_;
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    std::string text_;
-    bool atEnd_ = false;
-    std::size_t found_ = 0;
-};
 
 // A loopback port that nobody has at the moment, and that no outgoing connection is given.
 int freePort();

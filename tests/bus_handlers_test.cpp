@@ -1,10 +1,5 @@
 // The value handlers: what each key's values leave in the shared control state. The handlers run in
 // the test's own process, on the simulated bus.
-#include <gtest/gtest.h>
-#include <stdlib.h>
-
-#include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <map>
 #include <regex>
@@ -17,27 +12,20 @@
 #include "control_state.h"
 #include "paths.h"
 #include "platform/nbus.h"
+#include "session.h"
+#include "tests/twin_world.h"
 #include "twin/boundary/bus.h"
 #include "twin/boundary/files.h"
-#include "twin/camera/head.h"
-#include "twin/clock/actors.h"
 
 namespace {
 
-class BusHandlers : public testing::Test {
+class BusHandlers : public TwinWorld {
 protected:
     BusHandlers() {
-        std::string pattern =
-            std::filesystem::temp_directory_path().string() + "/kestrel-test-XXXXXX";
-        directory_ = mkdtemp(pattern.data());
-        twin::openFiles(directory_);
-        twin::useVirtualClock();
-        twin::makeHead({}, {});
+        twin::openFiles(camera_.pathOf(""));
+        build(0, {});
         pthread_mutex_init(&gMotorLock, nullptr);
         pthread_mutex_init(&gCmdMutex, nullptr);
-    }
-    ~BusHandlers() override {
-        std::filesystem::remove_all(directory_);
     }
     void listen(const std::map<std::string, std::string>& keys = {}) {
         twin::startBus(keys);
@@ -48,12 +36,8 @@ protected:
         EXPECT_EQ(nbus_set(key.c_str(), value.c_str()), 0);
         twin::settle();
     }
-    bool exists(const char* path) const {
-        return std::filesystem::exists(directory_ + path);
-    }
 
-private:
-    std::string directory_;
+    const Camera camera_;
 };
 
 struct Row {
@@ -297,7 +281,7 @@ TEST_F(BusHandlers, StatusValuesKeepTheRunningMaskAndTheMarkerFiles) {
         for (const auto& [value, running, marked] : kSteps) {
             set(key, value);
             EXPECT_EQ(giMotorRunning, others | (running ? bit : 0)) << key << " " << value;
-            EXPECT_EQ(exists(marker), marked) << key << " " << value;
+            EXPECT_EQ(camera_.read(marker).has_value(), marked) << key << " " << value;
         }
         others |= bit;
     }

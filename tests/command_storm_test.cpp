@@ -14,7 +14,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <string>
 #include <thread>
 #include <vector>
@@ -31,6 +30,7 @@
 #include "twin/boundary/library_calls.h"
 #include "twin/boundary/readiness.h"
 #include "twin/camera/settings.h"
+#include "twin/trace/output.h"
 
 // The daemon's way out of the process: where a signal's handler leaves to, if a test catches it,
 // and what has become of the main thread.

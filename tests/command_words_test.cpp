@@ -1,4 +1,4 @@
-// What the axes' words leave behind besides a move: requests, the home marker, a test run.
+// What the axes' words leave behind besides a move: requests, a test run.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -8,20 +8,6 @@
 #include "session.h"
 
 namespace {
-
-TEST(CommandWord, ManualRotateRemovesTheHomeMarker) {
-    constexpr std::pair<const char*, bool> kWordsAndStays[] = {
-        {"forward", false}, {"full_backward", false}, {"a:600", false}, {"r:1", false},
-        {"stop", true},     {"autoh", true},          {"autov", true},  {"forwards", true},
-    };
-    for (const auto& [word, stays] : kWordsAndStays) {
-        Camera camera{Positions{}};
-        camera.fault("sensor-absent");
-        camera.write("/mnt/nand/Home.txt", "");
-        camera.run(std::string("run 1\nset lens.camN.rotate ") + word + "\nrun 0.1");
-        EXPECT_EQ(camera.read("/mnt/nand/Home.txt").has_value(), stays) << word;
-    }
-}
 
 // Words that leave a request are read by their interpreter alone, in the test's own process.
 TEST(CommandWord, RaisesRequests) {

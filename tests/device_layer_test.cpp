@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <string>
 #include <vector>
 
 #include "platform/clock.h"

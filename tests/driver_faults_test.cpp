@@ -1,15 +1,15 @@
-// Driver calls that no console command reaches alone: waits for a motor, the filter switch.
-#include <gtest/gtest.h>
-
+// Driver calls that no console command reaches alone: waits for a motor, the filter switch, the
+// diagnostic drive that looks for lost tilt steps.
 #include <string>
 
 #include "axis/axis_driver.h"
 #include "control_state.h"
 #include "platform/motor_mcu.h"
-#include "twin/camera/head.h"
-#include "twin/clock/actors.h"
+#include "tests/twin_world.h"
 
 namespace {
+
+class DriverCalls : public TwinWorld {};
 
 // One wait on a motor that was given an order of known length, in the test's own process.
 struct Wait {
@@ -23,7 +23,7 @@ struct Wait {
     std::int64_t elapsed;  // microseconds
 };
 
-TEST(Wait, CountsItsLastPollAsATimeOut) {
+TEST_F(DriverCalls, WaitsCountTheirLastPollAsATimeOut) {
     const Wait waits[] = {
         // 11.72 steps a second, polled every 100 ms: the 499th and the 500th.
         {"pan", setPanForwardS, 2, 90, panWaitIdle, 584, 0, 49'900'000},
@@ -41,9 +41,8 @@ TEST(Wait, CountsItsLastPollAsATimeOut) {
         {"rotate", setRotatForward, -3, 1000, rotateWaitReady, 4980, 0, 4'980'000},
         {"rotate", setRotatForward, -3, 1000, rotateWaitReady, 4990, -1, 4'990'000},
     };
-    twin::useVirtualClock();
     for (const Wait& wait : waits) {
-        ASSERT_EQ(twin::makeHead({}, {}), "");
+        build(0, {});
         for (SharedInt* const power :
              {&giPanPower, &giTiltPower, &giZoomPower, &giFocusPower, &giRotatePower}) {
             *power = 77;
@@ -57,9 +56,8 @@ TEST(Wait, CountsItsLastPollAsATimeOut) {
     }
 }
 
-TEST(Wait, StopAllEndsEveryContinuousMove) {
-    twin::useVirtualClock();
-    ASSERT_EQ(twin::makeHead({}, {}), "");
+TEST_F(DriverCalls, StopAllEndsEveryContinuousMove) {
+    build(0, {});
     SharedInt* const commands[] = {&iPanContinuous,  &iTiltContinuous,  &iRotateContinuous,
                                    &iZoomContinuous, &iFocusContinuous, &iIrisContinuous};
     for (SharedInt* const command : commands) {
@@ -75,13 +73,30 @@ TEST(Wait, StopAllEndsEveryContinuousMove) {
     }
 }
 
-TEST(IrFilterSwitch, TakesTheWordOnAlone) {
-    ASSERT_EQ(twin::makeHead({}, {}), "");
+TEST_F(DriverCalls, TheFilterSwitchTakesTheWordOnAlone) {
+    build(0, {});
     for (const std::string word : {"on", "ON", "on", "on ", "on", ""}) {
         EXPECT_EQ(setIcrSwitch(word.c_str()), 0);
         const std::string state = word == "on" ? R"("icr":"day")" : R"("icr":"night")";
         EXPECT_NE(twin::describeHead().find(state), std::string::npos) << "'" << word << "'";
     }
+}
+
+TEST_F(DriverCalls, TheStepLossCheckEndsAfterAHundredCyclesOrAtTheFirstWrongCounter) {
+    build(0, {{"tilt.position", "4000"}, {"tilt.counter", "4000"}});
+    const auto check = [] {
+        const twin::Microseconds start = twin::now();
+        tiltStepLossCheck();
+        return static_cast<double>(twin::now() - start) / 1e6;
+    };
+    const double whole = check();
+    EXPECT_EQ(position(twin::Axis::tilt), 4000);
+    EXPECT_EQ(lost(twin::Axis::tilt), 0);
+    // Without its first reading the check starts from 0, and the next one is different.
+    fault("call getTiltnPos 1");
+    const double once = check();
+    EXPECT_GT(once, 3);
+    EXPECT_NEAR(whole, 100 * once, 1);
 }
 
 }  // namespace

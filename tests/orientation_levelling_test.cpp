@@ -124,6 +124,10 @@ TEST(OrientationLevelling, TheHomeMarkerLeadsToLevellingAtTheNextBoot) {
     // Without a sensor, only a rotate mode leads to the request, which is then dropped.
     camera.fault("sensor-absent");
     camera.write(kHomeFile, "");
+    for (const std::string word : {"stop", "autoh", "autov", "forwards"}) {
+        camera.run("run 1\nset lens.camN.rotate " + word + "\nrun 0.1");
+        EXPECT_EQ(camera.read(kHomeFile), "") << word << " moves nothing";
+    }
     EXPECT_EQ(camera.run("run 3").trace.count("log Gyro not ready"), 0);
     camera.setting("lens.camN.mode_rotate", "auto");
     EXPECT_EQ(camera.run("run 3").trace.count("log Gyro not ready"), 1);

@@ -10,13 +10,13 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
 #include "broker.h"
-#include "child.h"
+#include "paths.h"
+#include "process.h"
 #include "session.h"
 #include "twin/page/link.h"
 
@@ -108,13 +108,10 @@ class Page {
 public:
     explicit Page(const std::vector<std::string>& options = {"--clock", "virtual", "--quiet"},
                   const std::string& input = "")
-        : child_(withPage(options)) {
-        child_.type(input);
-        child_.endInput();
-        const std::string line = child_.readError();
-        const std::string begin = "kestrel-twin: the page is at http://127.0.0.1:";
-        EXPECT_THAT(line, StartsWith(begin));
-        port = std::atoi(line.substr(std::min(begin.size(), line.size())).c_str());
+        : program_(withPage(options)) {
+        program_.write(input);
+        program_.readTo("kestrel-twin: the page is at http://127.0.0.1:");
+        port = std::atoi(program_.readOn("\n").c_str());
     }
     // The answer to what may be no request, on a connection of its own.
     Answer raw(const std::string& text) const {
@@ -139,26 +136,30 @@ public:
         return json::parse(request("GET /head").body);
     }
     void signal(int number) const {
-        kill(child_.pid, number);
+        program_.signal(number);
     }
     // Waits for the program's end: its exit status, and what it printed.
     int finish(std::string* output = nullptr) {
-        const std::string printed = child_.readAll();
+        program_.finish();
         if (output != nullptr) {
-            *output = printed;
+            *output = folder_.read("/output").value_or("none");
         }
-        return child_.end();
+        return program_.status;
     }
 
     int port = 0;
 
 private:
-    static std::vector<std::string> withPage(std::vector<std::string> options) {
-        options.insert(options.begin(), {"--page", "0"});
+    // What the program says on the side comes through the pipe, its output into a file.
+    std::vector<std::string> withPage(std::vector<std::string> options) const {
+        folder_.write("/output", "");
+        options.insert(options.begin(), {"/bin/sh", "-c", R"(exec "$@" 2>&1 >"$0")",
+                                         folder_.pathOf("/output"), kTwinProgram, "--page", "0"});
         return options;
     }
 
-    Child child_;
+    Camera folder_;
+    Process program_;
 };
 
 TEST(Page, AnswersEveryRequestRightAndWrong) {
@@ -300,23 +301,66 @@ const std::string kScript =
     "set lens.camN.zoom a:1500\nrun 2.5\nwait lens.camN.panstatus stop 60\nfault axis pan slip 5\n"
     "set lens.camN.pan r:500\nrun 3\nkeys lens.camN.position\nhead\n";
 
-std::string withoutAnswers(const std::string& output) {
-    std::string rest;
-    for (std::size_t begin = 0; begin < output.size();) {
-        const std::size_t end = std::min(output.find('\n', begin), output.size() - 1) + 1;
-        if (!output.substr(begin, end - begin).starts_with("= ")) {
-            rest += output.substr(begin, end - begin);
-        }
-        begin = end;
+using Events = std::vector<std::pair<std::string, json>>;
+
+// The server-sent events of a text, each with its name.
+Events eventsOf(const std::string& text) {
+    Events events;
+    const std::string name = "event: ";
+    const std::string data = "\ndata: ";
+    for (std::size_t begin = 0; begin < text.size();) {
+        const std::size_t end = text.find("\n\n", begin);
+        const std::size_t middle = text.find(data, begin);
+        events.emplace_back(
+            text.substr(begin + name.size(), middle - begin - name.size()),
+            json::parse(text.substr(middle + data.size(), end - middle - data.size())));
+        begin = end + 2;
     }
-    return rest;
+    return events;
 }
 
-TEST(Page, TheSameScriptGivesTheSameTraceAsOverStandardInput) {
+json headAt(const Events& events, double time) {
+    json head;
+    for (const auto& [name, event] : events) {
+        head = name == "head" && event["t"] <= time ? event : head;
+    }
+    head["t"] = time;
+    return head;
+}
+
+// The events are the trace that the run printed from that line on, and the heads those that the
+// console told then.
+void expectTheRun(const Events& events, const Session& run, const std::string& begin) {
+    std::string trace;
+    for (const auto& [name, event] : events) {
+        if (name == "trace") {
+            std::array<char, 32> time{};
+            std::snprintf(time.data(), time.size(), "%.6f", event["t"].get<double>());
+            trace += time.data() + (" " + event["kind"].get<std::string>()) + " " +
+                     event["text"].get<std::string>() + "\n";
+        }
+    }
+    std::string printed;
+    for (const std::string& line : linesOf(run.output)) {
+        if (line.starts_with("= {")) {
+            const json head = json::parse(line.substr(2));
+            EXPECT_EQ(headAt(events, head["t"]), head);
+        } else if (!line.starts_with("#") && !line.starts_with("=")) {
+            printed += line + "\n";
+        }
+    }
+    EXPECT_EQ(trace, printed.substr(printed.find(begin)));
+}
+
+TEST(Page, AScriptGivesTheAnswersTheTraceAndTheHeadsOfStandardInput) {
     std::vector<std::string> options = {"--clock", "virtual", "--trace", "--seed", "7"};
-    const Session direct = Camera().run(kScript, options);
+    const Session direct = Camera().run(kScript + "run 0.1", options);
     options.insert(options.end(), {"--lens-type", "0"});
     Page page(options);
+    Connection stream(page.port);
+    stream.send("GET /events HTTP/1.0\r\n" + kHost + "\r\n");
+    std::string told = stream.readTo("event: head");
+    EXPECT_THAT(told, HasSubstr("Content-Type: text/event-stream\r\n"));
     const Answer answer = page.console(kScript);
     EXPECT_EQ(answer.status, 200);
     std::string answers;
@@ -324,44 +368,15 @@ TEST(Page, TheSameScriptGivesTheSameTraceAsOverStandardInput) {
         answers += "= " + line + "\n";
     }
     EXPECT_EQ(answer.body, answers);
-    EXPECT_EQ(page.console("quit").status, 200);
+    told +=
+        stream.readTo("event: head\ndata: {\"t\":" + std::to_string(double{direct.head()["t"]}));
+    EXPECT_EQ(page.console("run 0.1\nquit").status, 200);
+    told += stream.readAll();
+    expectTheRun(eventsOf(told.substr(told.find("event: "))), direct,
+                 "0.000000 cmd lens.camN.zoom a:1500\n");
     std::string output;
     EXPECT_EQ(page.finish(&output), 0);
-    EXPECT_EQ(output, withoutAnswers(direct.output));
-}
-
-// The trace lines among server-sent events.
-std::string traceOf(const std::string& events) {
-    std::string lines;
-    const std::string begin = "event: trace\ndata: ";
-    for (std::size_t at = 0; (at = events.find(begin, at)) != std::string::npos;) {
-        at += begin.size();
-        const json event = json::parse(events.substr(at, events.find('\n', at) - at));
-        std::array<char, 32> time{};
-        std::snprintf(time.data(), time.size(), "%.6f", event["t"].get<double>());
-        lines += time.data() + (" " + event["kind"].get<std::string>()) + " " +
-                 event["text"].get<std::string>() + "\n";
-    }
-    return lines;
-}
-
-TEST(Page, EventsAreTheTraceAndTheHeadsChanges) {
-    Page page({"--clock", "virtual", "--trace"});
-    Connection events(page.port);
-    events.send("GET /events HTTP/1.0\r\n" + kHost + "\r\n");
-    const std::string first = events.readTo("event: head\ndata: ");
-    EXPECT_THAT(first, HasSubstr("Content-Type: text/event-stream\r\n"));
-    page.console("set x.begin 1\n" + kScript);
-    const json head = page.head();
-    page.console("quit");
-    const std::string rest = events.readAll();
-    std::string output;
-    page.finish(&output);
-    EXPECT_THAT(output, HasSubstr(traceOf(rest) + "# kestrel-twin end "));
-    EXPECT_THAT(traceOf(rest), StartsWith("0.000000 cmd x.begin 1\n"));
-    EXPECT_EQ(rest.find("event: lost"), std::string::npos);
-    EXPECT_THAT(rest,
-                HasSubstr("event: head\ndata: {\"t\":" + std::to_string(head["t"].get<double>())));
+    EXPECT_EQ(output, direct.recording());
 }
 
 TEST(Page, ASlowReaderLosesTheOldestWithAMarkAndHoldsNobodyUp) {
@@ -452,11 +467,9 @@ TEST(Page, RealClockAClientThatLeavesInAWaitHarmsNothing) {
     EXPECT_EQ(page.finish(), 1);
 }
 
-TEST(Page, APlaceThatIsTakenOrWrongIsSaid) {
+TEST(Page, APlaceThatIsTakenOrUnknownIsSaid) {
     const Page page;
     const std::pair<std::string, std::string> cases[] = {
-        {"65536", "--page '65536', accepted: --page [ADDRESS:]PORT"},
-        {":80", "--page ':80', accepted"},
         {"host:80", "--page host: "},
         {"127.0.0.1:" + std::to_string(page.port), "Address already in use"},
     };
@@ -465,54 +478,6 @@ TEST(Page, APlaceThatIsTakenOrWrongIsSaid) {
         EXPECT_NE(run.status, 0) << value;
         EXPECT_THAT(run.errors, HasSubstr(says)) << value;
     }
-}
-
-using FilmEvents = std::vector<std::pair<std::string, json>>;
-
-// The server-sent events of a text, each with its name.
-FilmEvents eventsOf(const std::string& text) {
-    FilmEvents events;
-    const std::string name = "event: ";
-    const std::string data = "\ndata: ";
-    for (std::size_t begin = 0; begin < text.size();) {
-        const std::size_t end = text.find("\n\n", begin);
-        const std::size_t middle = text.find(data, begin);
-        events.emplace_back(
-            text.substr(begin + name.size(), middle - begin - name.size()),
-            json::parse(text.substr(middle + data.size(), end - middle - data.size())));
-        begin = end + 2;
-    }
-    return events;
-}
-
-json headAt(const FilmEvents& events, double time) {
-    json head;
-    for (const auto& [name, event] : events) {
-        head = name == "head" && event["t"] <= time ? event : head;
-    }
-    head["t"] = time;
-    return head;
-}
-
-// The events are the trace that the run printed, and the heads those that the console told then.
-void expectTheRun(const FilmEvents& events, const Session& run) {
-    std::string trace;
-    for (const auto& [name, event] : events) {
-        if (name == "trace") {
-            trace +=
-                event["kind"].get<std::string>() + " " + event["text"].get<std::string>() + "\n";
-        }
-    }
-    std::string printed;
-    for (const std::string& line : linesOf(run.output)) {
-        if (line.starts_with("= {")) {
-            const json head = json::parse(line.substr(2));
-            EXPECT_EQ(headAt(events, head["t"]), head);
-        } else if (!line.starts_with("#") && !line.starts_with("=")) {
-            printed += line.substr(line.find(' ') + 1) + "\n";
-        }
-    }
-    EXPECT_EQ(trace, printed);
 }
 
 TEST(Page, ShowsTheFilmOfARecording) {
@@ -527,7 +492,7 @@ TEST(Page, ShowsTheFilmOfARecording) {
     EXPECT_EQ(json::parse(page.request("GET /recording").body),
               json::parse(R"({"file":"recording","speed":20,"step":0.04,"boots":[
                   {"end":4.56,"off":true,"fails":[]},{"end":3.0,"off":false,"fails":[0.0]}]})"));
-    const FilmEvents boot = eventsOf(page.request("GET /recording/1").body);
+    const Events boot = eventsOf(page.request("GET /recording/1").body);
     ASSERT_FALSE(boot.empty());
     EXPECT_EQ(boot.front().first, "bus");
     EXPECT_EQ(boot.front().second["lens.global.led_power"], "255");
@@ -535,8 +500,8 @@ TEST(Page, ShowsTheFilmOfARecording) {
     EXPECT_EQ(boot.back().second["on"], false);
     EXPECT_THAT(boot, testing::Contains(std::pair<std::string, json>(
                           "faults", json::parse(R"(["scene dark"])"))));
-    expectTheRun(boot, first);
-    expectTheRun(eventsOf(page.request("GET /recording/2").body), second);
+    expectTheRun(boot, first, "");
+    expectTheRun(eventsOf(page.request("GET /recording/2").body), second, "");
     EXPECT_EQ(page.request("GET /recording/3").status, 404);
     for (const char* const steering :
          {"GET /head", "GET /bus", "PUT /bus/k", "POST /console", "GET /events"}) {

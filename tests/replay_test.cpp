@@ -6,7 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "child.h"
+#include "paths.h"
+#include "process.h"
 #include "session.h"
 #include "twin/replay/alignment.h"
 #include "twin/replay/recording.h"
@@ -15,7 +16,6 @@ namespace {
 
 using testing::ContainsRegex;
 using testing::HasSubstr;
-using testing::StartsWith;
 
 // Acts of every kind, on a camera that is not new.
 constexpr const char* kActs =
@@ -108,28 +108,10 @@ TEST(Replay, TakesAPauseBetweenOrdersForNoBeat) {
 TEST(Replay, EndsWithTheOneWhoIsKilled) {
     const Camera camera;
     camera.write("/recording", camera.run("run 20\nset x.late 1\n").output);
-    Child child({"--replay", camera.pathOf("/recording"), "--clock", "real"});
+    Process child({kTwinProgram, "--replay", camera.pathOf("/recording"), "--clock", "real"});
     child.readTo(" bus ");
-    kill(child.pid, SIGKILL);
-    EXPECT_THAT(child.readAll(), testing::Not(HasSubstr("x.late")));
-}
-
-TEST(Replay, RefusesOptionsThatItDoesNotGoWith) {
-    const struct {
-        std::vector<std::string> options;
-        const char* error;
-    } cases[] = {
-        {{"--quiet"}, "--quiet is not accepted with --replay: "},
-        {{"--page", "0", "--clock", "virtual"},
-         "--clock virtual is not accepted with --replay and"},
-        {{"--compare", "--clock", "real"}, "--compare is accepted with the virtual clock and"},
-    };
-    const Camera camera;
-    for (const auto& row : cases) {
-        const Session refused = camera.replay("", row.options);
-        EXPECT_EQ(refused.status, 2) << row.error;
-        EXPECT_THAT(refused.errors, StartsWith(std::string("kestrel-twin: ") + row.error));
-    }
+    child.signal(SIGKILL);
+    EXPECT_THAT(child.finish(), testing::Not(HasSubstr("x.late")));
 }
 
 TEST(Replay, GivesARealClockRunTheSameOrdersAndPlaces) {

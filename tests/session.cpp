@@ -1,12 +1,11 @@
 #include "session.h"
 
 #include "paths.h"
+#include "process.h"
 #include "recordings.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -92,9 +91,8 @@ Trace filtered(const Trace& trace, const Wanted& wanted) {
 
 // Gives the entry NAME of a file of NAME VALUE lines a new value.
 void replaceEntry(const std::string& path, const std::string& name, const std::string& value) {
-    std::istringstream old(readFile(path).value_or(""));
     std::string content;
-    for (std::string line; std::getline(old, line);) {
+    for (const std::string& line : linesOf(readFile(path).value_or(""))) {
         if (!line.starts_with(name + " ")) {
             content += line + "\n";
         }
@@ -103,28 +101,15 @@ void replaceEntry(const std::string& path, const std::string& name, const std::s
 }
 
 // Runs the program with its three standard streams on files.
-int spawn(const std::vector<std::string>& arguments, const std::array<std::string, 3>& streams) {
-    std::vector<char*> argv;
-    for (const std::string& argument : arguments) {
-        argv.push_back(const_cast<char*>(argument.c_str()));
+int runOnFiles(const std::vector<std::string>& arguments, const std::array<std::string, 3>& files) {
+    std::array<int, 3> streams{};
+    for (std::size_t i = 0; i < files.size(); ++i) {
+        const int flags = i == 0 ? O_RDONLY : O_WRONLY | O_CREAT | O_TRUNC;
+        streams.at(i) = open(files.at(i).c_str(), flags | O_CLOEXEC, 0600);
     }
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, streams[0].c_str(), O_RDONLY, 0);
-    for (int i = 1; i < 3; ++i) {
-        posix_spawn_file_actions_addopen(&actions, i, streams[static_cast<std::size_t>(i)].c_str(),
-                                         O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    }
-    pid_t child = 0;
-    const int error = posix_spawn(&child, argv[0], &actions, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    int status = 0;
-    if (error != 0 || waitpid(child, &status, 0) != child) {
-        ADD_FAILURE() << argv[0] << " does not start";
-        return -1;
-    }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    const int status = waitForProgram(startProgram(arguments, streams));
+    std::for_each(streams.begin(), streams.end(), close);
+    return status;
 }
 
 void keepRecording(const std::string& output) {
@@ -137,8 +122,7 @@ void keepRecording(const std::string& output) {
 }
 
 void sortLines(Session& run) {
-    std::istringstream lines(run.output);
-    for (std::string line; std::getline(lines, line);) {
+    for (const std::string& line : linesOf(run.output)) {
         if (line.starts_with("= ")) {
             run.answers.push_back(line.substr(2));
         } else if (const auto event = readEvent(line)) {
@@ -150,6 +134,15 @@ void sortLines(Session& run) {
 }
 
 }  // namespace
+
+std::vector<std::string> linesOf(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
 
 std::string Event::line() const {
     return kind + " " + text;
@@ -240,8 +233,7 @@ int Trace::count(std::string_view line) const {
 
 std::string Session::recording() const {
     std::string text;
-    std::istringstream lines(output);
-    for (std::string line; std::getline(lines, line);) {
+    for (const std::string& line : linesOf(output)) {
         text += line.starts_with("= ") ? "" : line + "\n";
     }
     return text;
@@ -347,7 +339,7 @@ Session Camera::start(const std::vector<std::string>& arguments, const std::stri
                                                 directory_ + "/errors"};
     writeFile(streams[0], input);
     Session run;
-    run.status = spawn(arguments, streams);
+    run.status = runOnFiles(arguments, streams);
     run.output = readFile(streams[1]).value_or("");
     run.errors = readFile(streams[2]).value_or("");
     sortLines(run);
@@ -393,8 +385,7 @@ void Camera::remove(const std::string& path) const {
 }
 
 std::string Camera::remembered(const std::string& name) const {
-    std::istringstream entries(readFile(directory_ + "/state/head").value_or(""));
-    for (std::string line; std::getline(entries, line);) {
+    for (const std::string& line : linesOf(readFile(directory_ + "/state/head").value_or(""))) {
         if (line.starts_with(name + " ")) {
             return line.substr(name.size() + 1);
         }

@@ -10,6 +10,8 @@
 #include <utility>
 #include <vector>
 
+std::vector<std::string> linesOf(const std::string& text);
+
 // One line of a trace.
 struct Event {
     std::int64_t time = 0;  // microseconds

@@ -1,5 +1,5 @@
 // The simulated motion sensor on its bus.
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <linux/i2c-dev.h>
 #include <linux/i2c.h>
 
@@ -103,28 +103,13 @@ TEST_F(TwinGravity, RegistersAnswerOneByOneAndInRows) {
 TEST_F(TwinGravity, WrongRequestsFail) {
     stand("ceiling", 0, 3200, 533);
     EXPECT_LT(openI2cBus("/dev/i2c-2"), 0);
-    EXPECT_LT(openI2cBus(nullptr), 0);
     Bytes one(1);
     EXPECT_LT(read(0x0F, one, 0x6B), 0);
-    EXPECT_LT(transferI2c(bus(), nullptr), 0);
-    std::uint8_t bytes[300] = {};
-    struct {
-        i2c_msg message;
-        unsigned int count;
-    } cases[] = {
-        {{0x6A, 0, 0, bytes}, 1},  {{0x6A, 0, 257, bytes}, 1},  {{0x6A, 0, 1, nullptr}, 1},
-        {{0x6A, 0, 1, bytes}, 0},  {{0x6A, 0x10, 1, bytes}, 1}, {{0x6A, I2C_M_RD, 0, bytes}, 1},
-        {{0x26A, 0, 1, bytes}, 1},
-    };
-    for (auto& each : cases) {
-        EXPECT_LT(transfer(&each.message, each.count), 0);
-    }
-    std::vector<i2c_msg> many(43, {0x6A, 0, 1, bytes});
+    std::vector<i2c_msg> many(43, {0x6A, 0, 1, one.data()});
     EXPECT_EQ(transfer(many.data(), 42), 42);
     EXPECT_LT(transfer(many.data(), 43), 0);
-    EXPECT_LT(transfer(nullptr, 1), 0);
-    i2c_rdwr_ioctl_data good = {many.data(), 1};
-    EXPECT_LT(transferI2c(bus() + 1, &good), 0);
+    many[0].len = 0;
+    EXPECT_LT(transfer(many.data(), 1), 0);
 }
 
 TEST_F(TwinGravity, SensorFaults) {

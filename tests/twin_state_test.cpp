@@ -10,14 +10,14 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <map>
 #include <random>
 #include <sstream>
 #include <string>
 #include <vector>
 
-#include "child.h"
+#include "paths.h"
+#include "process.h"
 #include "session.h"
 
 namespace {
@@ -31,14 +31,9 @@ using testing::StartsWith;
 
 const std::vector<std::string> kQuiet = {"--quiet"};
 
-// The options of a quiet run of that camera.
+// A quiet run of that camera.
 std::vector<std::string> runOf(const Camera& camera, const char* clock = "virtual") {
-    return {"--quiet", "--clock", clock, "--state", camera.pathOf("/..")};
-}
-
-std::string contentOf(const std::string& path) {
-    std::ifstream stream(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
+    return {kTwinProgram, "--quiet", "--clock", clock, "--state", camera.pathOf("/..")};
 }
 
 using Files = std::map<std::string, std::string>;
@@ -48,7 +43,8 @@ Files filesOf(const Camera& camera) {
     Files files;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(camera.pathOf("/"))) {
         if (entry.is_regular_file()) {
-            files[entry.path().lexically_relative(camera.pathOf("/"))] = contentOf(entry.path());
+            const std::string path = entry.path().lexically_relative(camera.pathOf("/"));
+            files[path] = camera.read("/" + path).value_or("none");
         }
     }
     return files;
@@ -67,7 +63,7 @@ Entries entriesOf(const std::string& text) {
 
 // What a killed run has noted about its mechanism last.
 Entries notedBy(const Camera& camera) {
-    const std::string content = contentOf(camera.pathOf("/../running"));
+    const std::string content = camera.read("/../running").value_or("");
     std::uint64_t slot = 0;
     std::memcpy(&slot, content.data(), std::min(content.size(), sizeof slot));
     return entriesOf(content.substr(sizeof slot + slot * 32768).c_str());
@@ -95,8 +91,8 @@ struct Cut {
     Cut(const Camera& original, int change) : camera(original) {
         camera.fault("power-cut " + std::to_string(change));
         camera.run("run 20\nget x\n" + moves(), kQuiet);
-        head = entriesOf(contentOf(camera.pathOf("/../head")));
-        count = std::atoi(entriesOf(contentOf(camera.pathOf("/../bus")))["x.count"].c_str());
+        head = entriesOf(camera.read("/../head").value_or(""));
+        count = std::atoi(entriesOf(camera.read("/../bus").value_or(""))["x.count"].c_str());
     }
 };
 
@@ -108,14 +104,15 @@ TEST(TwinState, AKillAtAnyInstantIsAPowerCut) {
         const Camera original(Positions{});
         Camera killed(original);
         killed.fault("power-cut " + std::to_string(kMany));
-        Child run(runOf(killed));
-        run.type("run 20\nget x\n");
+        Process run(runOf(killed));
+        run.write("run 20\nget x\n");
         run.readTo("\n");
-        run.type(moves());
+        run.write(moves());
         const timespec instant{0, static_cast<long>(random() % 40'000'000)};
         nanosleep(&instant, nullptr);
-        kill(run.pid, SIGKILL);
-        EXPECT_EQ(run.end(), 128 + SIGKILL);
+        run.signal(SIGKILL);
+        run.finish();
+        EXPECT_EQ(run.status, 128 + SIGKILL);
 
         Entries head = notedBy(killed);
         const std::string left = head["fault.0"];
@@ -145,16 +142,24 @@ TEST(TwinState, AClosedTerminalAndAGoneReaderLeaveASavedCamera) {
         for (const int signal : {SIGHUP, SIGPIPE}) {
             SCOPED_TRACE(testing::Message() << clock << signal);
             const Camera camera(Positions{});
-            Child run(runOf(camera, clock));
-            run.type("set x.k 1\nset lens.camN.zoom a:2000\nwait lens.camN.zoomstatus stop\n");
+            std::vector<std::string> program = runOf(camera, clock);
+            if (signal == SIGPIPE) {
+                // Its reader goes with the first line.
+                program.insert(
+                    program.begin(),
+                    {"/bin/bash", "-c",
+                     R"("$@" | (read line; exec <&-; echo $line); exit $PIPESTATUS)", "-"});
+            }
+            Process run(program);
+            run.write("set x.k 1\nset lens.camN.zoom a:2000\nwait lens.camN.zoomstatus stop\n");
             run.readTo("\n");
             if (signal == SIGHUP) {
-                kill(run.pid, SIGHUP);
+                run.signal(SIGHUP);
             } else {
-                run.stopReading();
-                run.type("get x\nquit\n");  // however soon the run would end by itself
+                run.write("get x\nquit\n");  // however soon the run would end by itself
             }
-            EXPECT_EQ(run.end(), 128 + signal);
+            run.waitForEnd();
+            EXPECT_EQ(run.status, 128 + signal);
             EXPECT_FALSE(std::filesystem::exists(camera.pathOf("/../running")));
             EXPECT_NE(camera.remembered("zoom.position"), "1000");
             const auto next = camera.run("get x.k", kQuiet);
@@ -180,30 +185,31 @@ std::vector<std::string> privatePlaces(pid_t process) {
 }
 
 TEST(TwinState, APrivateCameraOfAKilledRunGoesWithTheNextRun) {
-    Child living(kQuiet);
-    Child killed(kQuiet);
-    const pid_t process = killed.pid;
-    for (Child* run : {&living, &killed}) {
-        run->type("get x\n");
+    const std::vector<std::string> program = {kTwinProgram, "--quiet"};
+    Process living(program);
+    Process killed(program);
+    const pid_t process = killed.id();
+    for (Process* run : {&living, &killed}) {
+        run->write("get x\n");
         run->readTo("\n");
     }
     EXPECT_EQ(privatePlaces(process).size(), 1U);
-    kill(process, SIGKILL);
-    killed.end();
+    killed.signal(SIGKILL);
+    killed.finish();
     EXPECT_EQ(privatePlaces(process).size(), 1U);
-    Child next(kQuiet);
-    next.type("get x\n");
+    Process next(program);
+    next.write("get x\n");
     next.readTo("\n");
     EXPECT_TRUE(privatePlaces(process).empty());
-    EXPECT_EQ(privatePlaces(living.pid).size(), 1U);
+    EXPECT_EQ(privatePlaces(living.id()).size(), 1U);
 }
 
 TEST(TwinState, APrivateCameraLeavesNothing) {
     for (const char* const ending : {"quit", "power-cut", "signal TERM", "fly\nquit"}) {
-        Child run(kQuiet);
-        const pid_t process = run.pid;
-        run.type(std::string("run 1\n") + ending + "\n");
-        run.end();
+        Process run({kTwinProgram, "--quiet"});
+        const pid_t process = run.id();
+        run.write(std::string("run 1\n") + ending + "\n");
+        run.finish();
         EXPECT_TRUE(privatePlaces(process).empty()) << ending;
     }
 }

@@ -1,17 +1,11 @@
 // The console at a terminal: what a person types and sees.
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <pty.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <array>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
 #include "paths.h"
-#include "session.h"
+#include "process.h"
 #include "tests/twin_world.h"
 #include "twin/boundary/bus.h"
 #include "twin/console/completion.h"
@@ -21,111 +15,69 @@ namespace {
 using testing::Contains;
 using testing::HasSubstr;
 
-// A terminal with the program on it.
-class Terminal {
-public:
-    explicit Terminal(std::vector<std::string> options) {
-        options.insert(options.begin(), kTwinProgram);
-        std::vector<char*> arguments;
-        for (std::string& option : options) {
-            arguments.push_back(option.data());
-        }
-        arguments.push_back(nullptr);
-        winsize size{24, 80, 0, 0};
-        child_ = forkpty(&end_, nullptr, nullptr, &size);
-        if (child_ == 0) {
-            setenv("TERM", "xterm", 1);
-            setenv("HOME", "/nonexistent", 1);
-            execv(arguments[0], arguments.data());
-            _exit(127);
-        }
-        readTo("> ");
-    }
-    Terminal(const Terminal&) = delete;
-    Terminal& operator=(const Terminal&) = delete;
-    ~Terminal() {
-        close(end_);
-    }
-
-    void type(const std::string& text) const {
-        EXPECT_EQ(write(end_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
-    }
-    // Reads until `text` has come, or to the end; returns what came since the last call.
-    std::string readTo(const std::string& text) {
-        std::string seen;
-        std::array<char, 256> part{};
-        for (ssize_t count = 1; count > 0 && seen.find(text) == std::string::npos;) {
-            // A closed terminal reads as an error.
-            count = read(end_, part.data(), 1);
-            seen.append(part.data(), static_cast<std::size_t>(count > 0 ? count : 0));
-        }
-        EXPECT_THAT(seen, HasSubstr(text));
-        return seen;
-    }
-    // Reads to the end; the exit status.
-    int finish() {
-        for (std::array<char, 256> part{}; read(end_, part.data(), part.size()) > 0;) {
-        }
-        int status = 0;
-        waitpid(child_, &status, 0);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    }
-
-private:
-    pid_t child_ = 0;
-    int end_ = -1;
-};
+// The program at a terminal.
+Process atTerminal(const std::string& options) {
+    return Process({"/usr/bin/env", "TERM=xterm", "HOME=/nonexistent", "/usr/bin/script", "-qec",
+                    "stty cols 80; exec " + std::string(kTwinProgram) + options, "-E", "always",
+                    "/dev/null"});
+}
 
 constexpr const char* kInterrupt = "\x03";
 
 TEST(TwinTerminal, EditsRemembersAndCompletes) {
-    Terminal terminal({"--clock", "virtual", "--quiet"});
-    terminal.type(
+    Process terminal = atTerminal(" --clock virtual --quiet");
+    terminal.readOn("> ");
+    terminal.write(
         "set x.k one\x01\x1b[C\x1b[C\x1b[C\x1b[C\x1b[C\x1b[C\x1b[C\x1b[C"
         "t\x7f\n");
-    terminal.type("get x.k\n");
-    terminal.readTo("= x.k one");
+    terminal.write("get x.k\n");
+    terminal.readOn("= x.k one");
     // The line before the last, with another value.
-    terminal.type(
+    terminal.write(
         "\x1b[A\x1b[A"
         "more\n\x1b[A\x1b[A\n");
-    terminal.readTo("= x.k onemore");
-    terminal.type("exp\tlens.camN.zooms\tx\n");
-    terminal.readTo("= FAIL lens.camN.zoomstatus is absent");
-    terminal.type("quit\n");
-    EXPECT_EQ(terminal.finish(), 1);
+    terminal.readOn("= x.k onemore");
+    terminal.write("exp\tlens.camN.zooms\tx\n");
+    terminal.readOn("= FAIL lens.camN.zoomstatus is absent");
+    terminal.write("quit\n");
+    terminal.waitForEnd();
+    EXPECT_EQ(terminal.status, 1);
 }
 
 TEST(TwinTerminal, AnInterruptEndsWhatWaitsAndAtThePromptTheCamera) {
     for (const char* const clock : {"virtual", "real"}) {
-        Terminal terminal({"--clock", clock, "--quiet"});
+        Process terminal = atTerminal(std::string(" --quiet --clock ") + clock);
+        terminal.readOn("> ");
         // What the terminal itself shows of this comes before the answer, what the program shows of
         // the second line, when it has read it, behind.
-        terminal.type("get y\nwait x never 1000000\n");
-        terminal.readTo("= y absent");
-        terminal.readTo("1000000\r\n");
-        terminal.type(kInterrupt);
-        terminal.readTo("= broken off");
-        terminal.type("get x\n");
-        terminal.readTo("= x absent");
-        terminal.readTo("> ");
-        terminal.type(kInterrupt);
-        EXPECT_EQ(terminal.finish(), 1) << clock;
+        terminal.write("get y\nwait x never 1000000\n");
+        terminal.readOn("= y absent");
+        terminal.readOn("1000000\r\n");
+        terminal.write(kInterrupt);
+        terminal.readOn("= broken off");
+        terminal.write("get x\n");
+        terminal.readOn("= x absent");
+        terminal.readOn("> ");
+        terminal.write(kInterrupt);
+        terminal.waitForEnd();
+        EXPECT_EQ(terminal.status, 1) << clock;
     }
 }
 
 TEST(TwinTerminal, LinesOfTheDaemonStandAboveWhatIsTyped) {
-    Terminal terminal({"--clock", "real", "--speed", "20", "--trace"});
+    Process terminal = atTerminal(" --clock real --speed 20 --trace");
+    terminal.readOn("> ");
     // The lights change without an end, and the line is drawn anew each time.
-    terminal.type("set demo.led.mode 3\nget x.half");
-    terminal.readTo("> get x.half");
+    terminal.write("set demo.led.mode 3\nget x.half");
+    terminal.readOn("> get x.half");
     for (int i = 0; i < 3; ++i) {
-        EXPECT_THAT(terminal.readTo("> get x.half"), HasSubstr("\r\n> get x.half"));
+        EXPECT_THAT(terminal.readOn("> get x.half"), HasSubstr("\r\n> get x.half"));
     }
-    terminal.type("way\n");
-    terminal.readTo("= x.halfway absent\r\n");
-    terminal.type("\x04");
-    EXPECT_EQ(terminal.finish(), 0);
+    terminal.write("way\n");
+    terminal.readOn("= x.halfway absent\r\n");
+    terminal.write("\x04");
+    terminal.waitForEnd();
+    EXPECT_EQ(terminal.status, 0);
 }
 
 class TwinCompletion : public TwinWorld {};

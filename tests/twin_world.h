@@ -3,10 +3,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <iterator>
 #include <map>
 #include <sstream>
@@ -15,7 +12,6 @@
 
 #include "twin/camera/head.h"
 #include "twin/clock/actors.h"
-#include "twin/trace/output.h"
 #include "twin/world/faults.h"
 #include "twin/world/mechanism.h"
 
@@ -49,32 +45,5 @@ protected:
         const std::string answer = twin::faultCommand(words, ok).at(0);
         EXPECT_EQ(ok, accepted) << text << ": " << answer;
         return answer;
-    }
-
-    // Once in a test: the trace's lines of what `act` does, with times counted from its beginning.
-    template <typename Act>
-    static std::vector<std::string> traceOf(Act act) {
-        FILE* const file = std::tmpfile();
-        FILE* const output = stdout;
-        std::fflush(output);
-        const int descriptor = dup(STDOUT_FILENO);
-        dup2(fileno(file), STDOUT_FILENO);
-        twin::openOutput({.trace = true});
-        stdout = output;
-        dup2(descriptor, STDOUT_FILENO);
-        close(descriptor);
-        const double start = static_cast<double>(twin::now()) / 1e6;
-        act();
-        twin::flushOutput();
-        std::rewind(file);
-        std::vector<std::string> lines;
-        for (char line[256]; std::fgets(line, sizeof line, file) != nullptr;) {
-            char* rest = nullptr;
-            const double seconds = std::strtod(line, &rest);
-            lines.push_back(std::to_string(seconds - start) + rest);
-            lines.back().pop_back();
-        }
-        std::fclose(file);
-        return lines;
     }
 };

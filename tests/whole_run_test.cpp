@@ -1,6 +1,5 @@
-// Whole runs on real threads: the facts are those of the virtual clock.
+// A whole run on real threads: the facts are those of the virtual clock.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <string>
@@ -40,15 +39,6 @@ TEST(WholeRunRealClock, EveryAxisArrives) {
     EXPECT_EQ(wordOf(camera.read(kPositionFile).value_or(""), 16), 300);
     EXPECT_TRUE(std::is_sorted(run.all.events.begin(), run.all.events.end(),
                                [](const Event& a, const Event& b) { return a.time < b.time; }));
-}
-
-TEST(WholeRunRealClock, SignalsEndItAtOnce) {
-    const Session run =
-        Camera(Positions{})
-            .run("run 1\nsignal TERM", {"--clock", "real", "--speed", "20", "--trace"});
-    EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.all.count("log Exit kestrel sigstop"), 1);
-    EXPECT_EQ(run.all.count("log Exit kestrel 2"), 0);
 }
 
 }  // namespace
