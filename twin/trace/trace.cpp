@@ -161,14 +161,21 @@ void trace(const char* kind, const char* format, ...) {
     if (!traceEnabled()) {
         return;
     }
-    std::array<char, kLongestLine> text{};
+    std::array<char, 256> usual{};
+    std::string longer;
     va_list arguments;
     va_start(arguments, format);
-    std::vsnprintf(text.data(), text.size(), format, arguments);
+    const int length = std::vsnprintf(usual.data(), usual.size(), format, arguments);
     va_end(arguments);
+    if (length >= static_cast<int>(usual.size())) {
+        longer.resize(static_cast<std::size_t>(length));
+        va_start(arguments, format);
+        std::vsnprintf(longer.data(), longer.size() + 1, format, arguments);
+        va_end(arguments);
+    }
     const Printing printing;
     if (gOutput != nullptr) {
-        writeTraceLine(kind, text.data(), gOptions.trace);
+        writeTraceLine(kind, longer.empty() ? usual.data() : longer, gOptions.trace);
     }
 }
 
