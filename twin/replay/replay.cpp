@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <functional>
 #include <optional>
 #include <vector>
@@ -115,8 +116,9 @@ std::optional<PlayableRun> playable(const RecordedRun& recorded, const ReplayOpt
     return made ? std::optional(PlayableRun{std::move(run), *made}) : std::nullopt;
 }
 
-// The run's exit status.
-int replay(const RecordedRun& recorded, const PlayableRun& played, bool compare, int (*daemon)()) {
+// The run's exit status. `title` is printed above a comparison.
+int replay(const RecordedRun& recorded, const PlayableRun& played, bool compare,
+           const std::string& title, int (*daemon)()) {
     if (!compare) {
         return inOwnProcess([&] { play(played.run, played.session, daemon); });
     }
@@ -124,6 +126,7 @@ int replay(const RecordedRun& recorded, const PlayableRun& played, bool compare,
     if (!again) {
         return kNoUse;
     }
+    std::fputs(title.c_str(), stdout);
     const bool good = recorded.program == kFieldProgram ? printFieldComparison(recorded, *again)
                                                         : printComparison(recorded, *again);
     return good ? 0 : 1;
@@ -137,9 +140,14 @@ int runReplay(const ReplayOptions& options, const SessionOptions& session, int (
         return kNoUse;
     }
     int status = 0;
-    for (const RecordedRun& recorded : recording.runs) {
+    const std::size_t boots = recording.runs.size();
+    for (std::size_t i = 0; i < boots; ++i) {
+        const RecordedRun& recorded = recording.runs[i];
+        const std::string title =
+            boots == 1 ? ""
+                       : "boot " + std::to_string(i + 1) + " of " + std::to_string(boots) + "\n";
         const auto played = playable(recorded, options, session);
-        const int one = played ? replay(recorded, *played, options.compare, daemon) : kNoUse;
+        const int one = played ? replay(recorded, *played, options.compare, title, daemon) : kNoUse;
         if (one == kNoUse) {
             return kNoUse;
         }
