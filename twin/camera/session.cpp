@@ -222,14 +222,14 @@ void powerUp(const SessionOptions& options, int (*daemon)()) {
         useRealClock(options.speed);
     }
     SavedState state;
-    refuseStart(openState(options.stateDirectory, state), 1);
-    refuseStart(checkOptions(options.camera, state.head), 1);
+    refuseStart(openState(options.stateDirectory, state), options.refusal);
+    refuseStart(checkOptions(options.camera, state.head), options.refusal);
     if (const std::string problem = makeHead(options.camera, state.head); !problem.empty()) {
-        refuseStart(adviceOnHead(problem), 1);
+        refuseStart(adviceOnHead(problem), options.refusal);
     }
     Texts keys = state.bus;
     keys.merge(factorySettings());
-    refuseStart(keepState(lastingOf(keys), saveHead()), 1);
+    refuseStart(keepState(lastingOf(keys), saveHead()), options.refusal);
     if (!options.stateDirectory.empty()) {
         onChange(noteCamera);
         onNewValue(noteKey);

@@ -17,6 +17,7 @@ struct SessionOptions {
     std::string stateDirectory;  // empty: a private one that goes with the run
     CameraOptions camera;
     OutputOptions output;
+    int refusal = 1;  // the exit status where the camera cannot be powered up
 };
 
 // Powers the camera up and starts the daemon's main function on it. Where that is not possible, the

@@ -100,6 +100,9 @@ std::string saveFiles(const Texts& bus, const Texts& head) {
 }  // namespace
 
 std::string adviceOnHead(const std::string& problem) {
+    if (placeIsPrivate()) {
+        return "the recorded camera: " + problem;
+    }
     return pathOf("head") + ": " + problem + "; correct it, or remove it together with " +
            pathOf("root/mnt/nand") + " to go on with a new mechanism and the same settings";
 }

@@ -20,7 +20,8 @@ struct SavedState {
 // error. Returns an error text, empty on success. Once, before the daemon starts.
 std::string openState(const std::string& directory, SavedState& state);
 
-// What can be done about a mechanism's memory that makes no sense, for the end of an error text.
+// An error text about a mechanism's memory that makes no sense: what can be done about it, or that
+// it is a recording's.
 std::string adviceOnHead(const std::string& problem);
 
 // Keeps the camera from here on even if the run is killed (journal.h). Returns an error text.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <map>
@@ -36,12 +37,9 @@ std::string lineOf(const RecordedEvent& event) {
     return event.kind + " " + event.text;
 }
 
-// What events are compared by: a key, a function, an axis, or all acts in their order.
+// What events are compared by: a key, a function, an axis, or all other acts.
 std::string groupOf(const RecordedEvent& event) {
-    if (event.kind == "cmd" || event.kind == "act") {
-        return "acts";
-    }
-    if (event.kind == "i2c" || event.kind == "log") {
+    if (event.kind == "act" || event.kind == "i2c" || event.kind == "log") {
         return event.kind;
     }
     return event.kind + " " + event.text.substr(0, event.text.find(' '));
@@ -74,8 +72,8 @@ struct Distances {
     // The distance that the part `share` of them does not exceed.
     double quantile(double share) {
         std::sort(all.begin(), all.end());
-        const auto last = static_cast<double>(all.size() - 1);
-        return all.empty() ? 0.0 : seconds(all[static_cast<std::size_t>(share * last)]);
+        const double count = std::ceil(share * static_cast<double>(all.size()));
+        return all.empty() ? 0.0 : seconds(all[static_cast<std::size_t>(count) - 1]);
     }
 };
 

@@ -7,15 +7,15 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <map>
-#include <optional>
 #include <string>
+#include <vector>
 
 #include "twin/boundary/bus.h"
 #include "twin/boundary/readiness.h"
 #include "twin/camera/place.h"
 #include "twin/clock/actors.h"
 #include "twin/console/commands.h"
+#include "twin/replay/orders.h"
 #include "twin/trace/output.h"
 #include "twin/trace/trace.h"
 
@@ -25,12 +25,7 @@ namespace {
 
 constexpr Microseconds kLongestStart = 60'000'000;
 
-// Orders of one axis that are no further apart than this may belong to one move.
-constexpr Microseconds kOneMove = 200'000;
-
-// How far an act may come from its own time for the sake of its order, and in which steps the
-// replay looks for that.
-constexpr Microseconds kMostMoved = 3'000'000;
+// The steps in which the replay looks for an order.
 constexpr Microseconds kLook = 1'000;
 
 bool writeFile(const std::string& path, const std::string& content) {
@@ -97,115 +92,7 @@ void perform(const RecordedEvent& event) {
     complainOf(event, problem);
 }
 
-// The axis of an order to a motor, "setPanForwardS ..." as "setPan"; empty for everything else.
-std::string axisOf(const std::string& kind, const std::string& text) {
-    const std::size_t way = std::min(text.find("Forward"), text.find("Backward"));
-    return kind == "mcu" && way != std::string::npos ? text.substr(0, way) : "";
-}
-
-// The latest orders of an axis since the last act.
-struct Orders {
-    int count = 0;
-    Microseconds last = 0;
-    Microseconds before = 0;
-    Microseconds longest = 0;  // between two of them
-
-    void add(Microseconds time) {
-        longest = count == 0 ? 0 : std::max(longest, time - last);
-        ++count;
-        before = last;
-        last = time;
-    }
-};
-using OrdersOfAxes = std::map<std::string, Orders>;
-
-// The time between the last two orders where a loop gave one after the other; 0: a pause, or not
-// known.
-Microseconds beatOf(const Orders& orders) {
-    const Microseconds period = orders.count > 1 ? orders.last - orders.before : 0;
-    return period <= kOneMove ? period : 0;
-}
-
-// The order that an act followed closely: the `count`-th of the axis since the act before. `past`
-// is the time between them, `period` that from this order to the axis's next one; 0: not known.
-struct Anchor {
-    std::string axis;
-    int count = 0;
-    Microseconds past = 0;
-    Microseconds period = 0;
-};
-
-// The order of the axis behind the one at `last`, if there is one soon.
-std::optional<Microseconds> nextOrder(const RecordedRun& run, std::size_t from,
-                                      const std::string& axis, Microseconds last) {
-    for (std::size_t i = from; i < run.events.size(); ++i) {
-        const RecordedEvent& event = run.events[i];
-        if (event.time > last + kOneMove) {
-            break;
-        }
-        if (axisOf(event.kind, event.text) == axis) {
-            return event.time;
-        }
-    }
-    return std::nullopt;
-}
-
-// How many orders of the axis come between the act at `index` and the next one, without a pause
-// since the one at `last`.
-int ordersBehind(const RecordedRun& run, std::size_t index, const std::string& axis,
-                 Microseconds last) {
-    int count = 0;
-    for (std::size_t i = index + 1; i < run.events.size(); ++i) {
-        const RecordedEvent& event = run.events[i];
-        if (event.kind == "cmd" || event.kind == "act") {
-            break;
-        }
-        if (axisOf(event.kind, event.text) == axis) {
-            if (event.time > last + kOneMove) {
-                break;
-            }
-            ++count;
-            last = event.time;
-        }
-    }
-    return count;
-}
-
-// What the act at `index` is anchored at, with the orders since the act before it.
-std::optional<Anchor> anchorOf(const RecordedRun& run, std::size_t index,
-                               const OrdersOfAxes& orders) {
-    const Microseconds time = run.events[index].time;
-    const std::string* axis = nullptr;
-    const Orders* latest = nullptr;
-    for (const auto& [name, given] : orders) {
-        if (given.count > 0 && time - given.last < kOneMove &&
-            (latest == nullptr || given.last > latest->last)) {
-            axis = &name;
-            latest = &given;
-        }
-    }
-    if (latest == nullptr) {
-        return std::nullopt;
-    }
-    if (run.events[index].text.ends_with(" stop")) {
-        // Where a loop had begun its pass or was late, the last orders of the move came behind the
-        // word.
-        return Anchor{*axis, latest->count + ordersBehind(run, index, *axis, latest->last), kLook,
-                      0};
-    }
-    Anchor anchor{*axis, latest->count, time - latest->last, 0};
-    const auto next = nextOrder(run, index, *axis, latest->last);
-    if (next) {
-        anchor.period = *next - latest->last;
-    } else {
-        anchor.period = beatOf(*latest);
-    }
-    // The move had ended.
-    const bool over = !next && anchor.period != 0 && anchor.past > 2 * latest->longest;
-    return over ? std::nullopt : std::optional(anchor);
-}
-
-// The orders that the replay has given since its last act; the trace tells of them.
+// The same of the replay; the trace tells of them.
 OrdersOfAxes& givenOrders() {
     static auto& orders = *new OrdersOfAxes;
     return orders;
@@ -246,6 +133,7 @@ void passUntilOrder(const Anchor& anchor, Microseconds time) {
         passUntil(now() + kLook);
     }
     if (given.count != anchor.count) {
+        passUntil(time);
         return;
     }
     Microseconds past = anchor.past;
@@ -256,16 +144,51 @@ void passUntilOrder(const Anchor& anchor, Microseconds time) {
     passUntil(std::min(given.last + past, time + kMostMoved));
 }
 
+void give(const RecordedEvent& act) {
+    countFrom(act, now(), givenOrders());
+    perform(act);
+}
+
+// Gives each of them at its order's turn: where one loop gives the orders of several axes at an
+// instant, it was between two of them when the run was recorded, and the later word may be the
+// first one here.
+void giveStops(const RecordedRun& run, std::vector<Stop> stops) {
+    const Microseconds time = run.events[stops.front().index].time;
+    passUntil(time - kMostMoved);
+    for (;;) {
+        std::erase_if(stops, [&](const Stop& stop) {
+            const bool due = givenOrders()[stop.axis].count >= stop.count;
+            if (due || now() >= time + kMostMoved) {
+                give(run.events[stop.index]);
+                return true;
+            }
+            return false;
+        });
+        if (stops.empty()) {
+            return;
+        }
+        passUntil(now() + kLook);
+    }
+}
+
 void playActs(const RecordedRun& run, bool anchored) {
     OrdersOfAxes recorded;
     const std::vector<std::size_t> acts = actsOf(run);
-    auto next = acts.begin();
+    auto next = acts.cbegin();
     for (std::size_t i = 0; i < run.events.size() && next != acts.end(); ++i) {
         const RecordedEvent& event = run.events[i];
-        if (const std::string axis = axisOf(event.kind, event.text); !axis.empty()) {
-            recorded[axis].add(event.time);
-        }
+        take(event, recorded);
         if (i != *next) {
+            continue;
+        }
+        const auto stops =
+            anchored ? stopsFrom(run, next, acts.cend(), recorded) : std::vector<Stop>{};
+        if (!stops.empty()) {
+            giveStops(run, stops);
+            for (const Stop& stop : stops) {
+                countFrom(run.events[stop.index], event.time, recorded);
+            }
+            next += static_cast<std::ptrdiff_t>(stops.size());
             continue;
         }
         ++next;
@@ -274,9 +197,8 @@ void playActs(const RecordedRun& run, bool anchored) {
         } else {
             passUntil(event.time);
         }
-        recorded.clear();
-        givenOrders().clear();
-        perform(event);
+        countFrom(event, event.time, recorded);
+        give(event);
     }
 }
 
@@ -306,12 +228,17 @@ void play(const RecordedRun& run, const SessionOptions& options, int (*daemon)()
         leavePlace();
         _exit(2);
     }
-    const bool anchored = options.virtualClock && !madeInVirtualTime(run);
+    const bool tellsOrders =
+        std::any_of(run.events.begin(), run.events.end(),
+                    [](const RecordedEvent& event) { return event.kind == "mcu"; });
+    const bool anchored = options.virtualClock && !madeInVirtualTime(run) && tellsOrders;
     gWatcher = watcher;
     if (anchored || watcher != nullptr) {
         tapTrace(takeLine);
     }
-    powerUp(options, daemon);
+    SessionOptions session = options;
+    session.refusal = 2;
+    powerUp(session, daemon);
     if (watcher != nullptr) {
         watcher->look();
     }
