@@ -30,9 +30,11 @@ TEST(MqttFleetRealClock, BridgedSitesSteerEachOtherAndACutOfTheirLinkHeals) {
     Broker south(bench);
     south.start();
     Relay link(south.port);
-    Broker north(bench + replaced(readSource("packaging/mosquitto/bridge.conf"),
-                                  "south.example:1883",
-                                  "127.0.0.1:" + std::to_string(link.port())));
+    const std::string bridge =
+        replaced(readSource("packaging/mosquitto/bridge.conf"), "south.example:1883",
+                 "127.0.0.1:" + std::to_string(link.port()));
+    // How often it tries while the link is cut does not decide when it is back.
+    Broker north(bench + replaced(bridge, "restart_timeout 1 30", "restart_timeout 1 2"));
     north.start();
     Head northHead(north, {"--base", "kestrel/north"});
     Head southHead(south, {"--base", "kestrel/south"});
