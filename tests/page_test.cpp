@@ -322,7 +322,7 @@ Events eventsOf(const std::string& text) {
 json headAt(const Events& events, double time) {
     json head;
     for (const auto& [name, event] : events) {
-        head = name == "head" && event["t"] <= time ? event : head;
+        head = name == "head" && event.at("t") <= time ? event : head;
     }
     head["t"] = time;
     return head;

@@ -428,7 +428,8 @@ void watchEvents(bool watched) {
 }
 
 std::string lastHead() {
-    return gPower == Power::on ? gHead : headSwitchedOff(gHead);
+    const bool firstBoot = gPower == Power::starting && gHead.empty();
+    return gPower == Power::on || firstBoot ? gHead : headSwitchedOff(gHead);
 }
 
 std::array<pollfd, 2> powerSources() {

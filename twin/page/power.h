@@ -45,7 +45,8 @@ void forget(std::uint32_t question);
 // Whether somebody looks at the events.
 void watchEvents(bool watched);
 
-// The head as it was told last, with "on":false while the camera is off.
+// The head as it was told last, with "on":false while the camera is off; empty until the first boot
+// has told of it.
 std::string lastHead();
 
 // What to wait for, and what to do then.
