@@ -1,11 +1,14 @@
 // Driver calls that no console command reaches alone: waits for a motor, the filter switch, the
 // diagnostic drive that looks for lost tilt steps.
 #include <string>
+#include <string_view>
 
 #include "axis/axis_driver.h"
 #include "control_state.h"
 #include "platform/motor_mcu.h"
 #include "tests/twin_world.h"
+#include "twin/boundary/library_calls.h"
+#include "twin/clock/locks.h"
 
 namespace {
 
@@ -84,6 +87,9 @@ TEST_F(DriverCalls, TheFilterSwitchTakesTheWordOnAlone) {
 
 TEST_F(DriverCalls, TheStepLossCheckEndsAfterAHundredCyclesOrAtTheFirstWrongCounter) {
     build(0, {{"tilt.position", "4000"}, {"tilt.counter", "4000"}});
+    twin::onLibraryCall([](const char* name) {
+        EXPECT_TRUE(twin::holdsALock() || !std::string_view(name).starts_with("setTilt")) << name;
+    });
     const auto check = [] {
         const twin::Microseconds start = twin::now();
         tiltStepLossCheck();
@@ -97,6 +103,7 @@ TEST_F(DriverCalls, TheStepLossCheckEndsAfterAHundredCyclesOrAtTheFirstWrongCoun
     const double once = check();
     EXPECT_GT(once, 3);
     EXPECT_NEAR(whole, 100 * once, 1);
+    twin::onLibraryCall(nullptr);
 }
 
 }  // namespace
