@@ -59,20 +59,23 @@ TEST(MqttRealClock, TheWholeStateComesBeforeOnlineAndThenEverySet) {
     });
     EXPECT_THAT(lines,
                 IsSupersetOf({"kestrel/answers/me ok", "kestrel/cam7/bus/lens/camN/zoom r:200",
-                              "kestrel/cam7/bus/lens/camN/zoomstatus run",
-                              "kestrel/cam7/bus/lens/camN/position_zoom 1200"}));
+                              "kestrel/cam7/bus/lens/camN/zoomstatus run"}));
     client.readTo("kestrel/cam7/bus/lens/camN/action/cmd done");
-    for (const Received& message : client.received()) {
-        if (message.topic == "kestrel/answers/me") {
-            EXPECT_EQ(message.correlation, std::string("4\0 2", 4));
-        }
-    }
     head.process.write(
         "set lens.camN.focus_after_zoom off\nset image.camN.sharpness 7\n"
         "set image.camN.sharpness\n");
     client.readTo("kestrel/cam7/bus/lens/camN/focus_after_zoom off");
     client.readTo("kestrel/cam7/bus/image/camN/sharpness ");
     waitForAll(head, client);
+    // A pass that is held up sees the move's end before it tells the place.
+    std::vector<std::string> told;
+    for (const Received& message : client.received()) {
+        told.push_back(message.line());
+        if (message.topic == "kestrel/answers/me") {
+            EXPECT_EQ(message.correlation, std::string("4\0 2", 4));
+        }
+    }
+    EXPECT_THAT(told, Contains("kestrel/cam7/bus/lens/camN/position_zoom 1200"));
     expectKeptIsTheBus(broker, head);
     head.process.write("set lens.test.last 1\n");
     EXPECT_THAT(head.setsOf("lens.camN.zoom"), ElementsAre("r:200"));
