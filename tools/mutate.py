@@ -2,8 +2,10 @@
 
 The tree is copied to build-mutate/tree and built there; the working tree is not touched. Of the
 faults that the patterns below give, the seed chooses a sample. A fault that the compiler refuses,
-with warnings as errors as in every build, counts as none. What no user of the daemon could ever tell from the right program stands in
-tools/equivalent-faults.txt with the reason: FILE: LINE => WHAT BECOMES OF IT : REASON.
+with warnings as errors as in every build, counts as none. What no user of the daemon could ever
+tell from the right program stands in tools/equivalent-faults.txt with the reason:
+FILE: LINE => WHAT BECOMES OF IT : REASON. Where the line occurs elsewhere in its file with another
+meaning, the line before it and " / " stand before it.
 
 What came of each fault is noted in build-mutate/outcomes. As long as src/, twin/ and tests/ stay as
 they are, a run that was broken off goes on from there.
@@ -71,7 +73,7 @@ PATTERNS = [
     ("text", r"(?<=\")(?=[A-Za-z])", "x"),
 ]
 
-Fault = collections.namedtuple("Fault", "path number kind line changed")
+Fault = collections.namedtuple("Fault", "path number kind line changed before")
 
 
 def faults_of(path, lines):
@@ -79,7 +81,6 @@ def faults_of(path, lines):
         text = line.strip()
         if not text or text.startswith(("//", "#", "static_assert", "namespace", "using", "extern")):
             continue
-        indentation = line[: len(line) - len(line.lstrip())]
         for kind, pattern, replacement in PATTERNS:
             # A text in quotes is no code; only the pattern for texts is meant for it.
             quotes = [m.span() for m in re.finditer(r'"(?:\\.|[^"\\])*"', text)]
@@ -90,7 +91,7 @@ def faults_of(path, lines):
                 new = match.expand(replacement) if isinstance(replacement, str) else replacement(match)
                 changed = text[: match.start()] + new + text[match.end() :]
                 if changed != text:
-                    yield Fault(path, number, kind, text, changed), indentation
+                    yield Fault(path, number, kind, text, changed, lines[number - 1].strip())
 
 
 def all_faults(only):
@@ -99,7 +100,7 @@ def all_faults(only):
         name = str(path.relative_to(ROOT))
         if not name.startswith(LEFT_OUT) and only in name:
             lines = path.read_text().splitlines()
-            faults += [fault for fault, _ in faults_of(name, lines)]
+            faults += faults_of(name, lines)
     return faults
 
 
@@ -118,13 +119,14 @@ def sample(faults, size, seed):
 
 
 def equivalent():
-    reasons = {}
-    if EQUIVALENT.exists():
-        for line in EQUIVALENT.read_text().splitlines():
-            match = re.fullmatch(r"(\S+): (.*) => (.*) : (.*)", line)
-            if match:
-                reasons[match[1], match[2], match[3]] = match[4]
-    return reasons
+    matches = [re.fullmatch(r"(\S+): (.*) => (.*) : .*", line)
+               for line in EQUIVALENT.read_text().splitlines()]
+    return {match.groups() for match in matches}
+
+
+def is_equivalent(fault, named):
+    lines = (fault.line, f"{fault.before} / {fault.line}")
+    return any((fault.path, line, fault.changed) in named for line in lines)
 
 
 def run(*command, seconds=None):
@@ -232,12 +234,12 @@ def main():
     if found := [] if known else failing(True):
         sys.exit(f"fails without a fault: {', '.join(found)}")
 
-    reasons = equivalent()
+    named = equivalent()
     counts = collections.Counter()
     killers = collections.Counter()
     for fault in chosen:
         place = f"{fault.path}:{fault.number + 1}: {fault.kind}: {fault.line} => {fault.changed}"
-        if (fault.path, fault.line, fault.changed) in reasons:
+        if is_equivalent(fault, named):
             counts["equivalent"] += 1
             continue
         if place not in known:
