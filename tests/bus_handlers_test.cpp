@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "app/bus_keys.h"
+#include "app/command_buffers.h"
 #include "control_state.h"
 #include "paths.h"
 #include "platform/nbus.h"
@@ -287,6 +288,35 @@ TEST_F(BusHandlers, StatusValuesKeepTheRunningMaskAndTheMarkerFiles) {
     }
     set("lens.camN.irisstatus", "run");
     EXPECT_EQ(giMotorRunning, 31);
+}
+
+TEST_F(BusHandlers, LeaveAnOverwriteBufferToWhoHoldsItsLock) {
+    static bool done;
+    static bool waited;
+    void (*const users[])(void*) = {[](void*) {
+                                        overwriteCommand(gszZoomCmd, "a:1");
+                                        done = true;
+                                    },
+                                    [](void*) {
+                                        char text[kCommandSize];
+                                        done = takeCommand(gszZoomCmd, text);
+                                    }};
+    for (void (*const user)(void*) : users) {
+        done = false;
+        twin::startActor(
+            "holder",
+            [](void*) {
+                pthread_mutex_lock(&gCmdMutex);
+                EXPECT_TRUE(twin::letGoOn("user"));
+                waited = !done;
+                pthread_mutex_unlock(&gCmdMutex);
+            },
+            nullptr);
+        twin::startActor("user", user, nullptr);
+        twin::settle();
+        EXPECT_TRUE(waited);
+        EXPECT_TRUE(done);
+    }
 }
 
 }  // namespace

@@ -152,11 +152,8 @@ TEST(OrientationCases, PitchesAreFoldedToAFullCircle) {
         {-40, 0, 40, 0, 320, 140},     // a sum of 0 counts as upwards
         {10, -50, 40, -10, 370, 140},  // the second family takes the first one's pitch here
         {10, -40, 50, 10, 320, 130},   // but not here
-        {10, -40, -50, -90, 320, 230},
-        {80, 0, 0, 80, 80, 0},  // 0 counts as upwards
-        {0, 0, 80, 80, 0, 80},
-        {0, 0, -80, -80, 0, 280},
-        {10, -80, 0, -80, 370, 180},
+        {10, -40, -50, -90, 320, 230}, {80, 0, 0, 80, 80, 0},  // 0 counts as upwards
+        {0, 0, 80, 80, 0, 80},         {0, 0, -80, -80, 0, 280}, {10, -80, 0, -80, 370, 180},
     };
     for (const auto& row : kRows) {
         const InstallFinding finding = classifyInstall({row.p, row.q, row.r, 0, 0, 0, 90});
