@@ -15,7 +15,8 @@ struct Scene {
     const char* key;  // null: the camera is at rest
     const char* word;
     double seconds;
-    const char* acts;  // what the keys of the acts begin with
+    const char* acts;              // what the names of the acts begin with
+    const char* before = nullptr;  // a word that the key has been set to a second earlier
 };
 
 std::span<const Act> acts();

@@ -502,6 +502,10 @@ void exploreScene(const void* argument) {
     const Scene& scene = *static_cast<const Scene*>(argument);
     gJob.scene = &scene;
     gJob.late = !gRequest.caseName.empty();
+    if (scene.before != nullptr) {
+        twin::setFromOutside(scene.key, scene.before);
+        whole::pass(kQuietSeconds);
+    }
     if (scene.key != nullptr && scene.seconds > 0) {
         twin::setFromOutside(scene.key, scene.word);
         whole::pass(scene.seconds);
