@@ -35,6 +35,7 @@ OTHER_TESTS = r"^page$|RealClock|^Mqtt|^ConsoleExamples|^Page\.|^TwinTerminal|^T
 # Whole cameras, all in one run of the test program.
 SESSIONS = "Every/SessionFile.*"
 LONGEST_SECONDS = 900
+LONGEST_TEST = "60"
 
 NAME = r"[A-Za-z_][\w.:]*"
 ARGUMENT = r"[\w.:>\[\]-]+(?:\([^()]*\))?"
@@ -170,7 +171,7 @@ def failing(everything):
         return names
     stop = [] if everything else ["--stop-on-failure"]
     status, output = run("ctest", "--test-dir", str(BUILD), "-E", f"{OTHER_TESTS}|^Every/SessionFile",
-                         *stop, "-j2", seconds=LONGEST_SECONDS)
+                         *stop, "-j2", "--timeout", LONGEST_TEST, seconds=LONGEST_SECONDS)
     tests = re.findall(r"^\s*\d+ - (\S+)", output, re.MULTILINE)
     return names + (tests or (["ctest"] if status != 0 else []))
 
