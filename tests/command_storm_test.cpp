@@ -133,21 +133,28 @@ protected:
         }
     }
 
-    // The number that follows in each of the trace's lines that begin so. The lens loop's own lines
-    // have a slash behind it, or "stop" in its place.
-    std::vector<int> numbersAfter(const std::string& begin) const {
+    // What follows in each of the trace's lines that begin so.
+    std::vector<std::string> textsAfter(const std::string& begin) const {
         twin::flushOutput();
         std::ifstream trace(directory_ + "/trace");
-        std::vector<int> numbers;
+        std::vector<std::string> texts;
         for (std::string line; std::getline(trace, line);) {
             const std::size_t text = line.find(' ') + 1;
             if (line.compare(text, begin.size(), begin) == 0) {
-                const char* const digits = line.c_str() + text + begin.size();
-                char* end = nullptr;
-                const long number = std::strtol(digits, &end, 10);
-                if (end != digits && *end != '/') {
-                    numbers.push_back(static_cast<int>(number));
-                }
+                texts.push_back(line.substr(text + begin.size()));
+            }
+        }
+        return texts;
+    }
+
+    // The number there. The lens loop's own lines have a slash behind it, or "stop" in its place.
+    std::vector<int> numbersAfter(const std::string& begin) const {
+        std::vector<int> numbers;
+        for (const std::string& text : textsAfter(begin)) {
+            char* end = nullptr;
+            const long number = std::strtol(text.c_str(), &end, 10);
+            if (end != text.c_str() && *end != '/') {
+                numbers.push_back(static_cast<int>(number));
             }
         }
         return numbers;
@@ -242,6 +249,10 @@ TEST_F(StormRealClock, ASignalOnAnotherThreadEndsTheProcessAlone) {
     gMainThread.wait(kRuns);
     EXPECT_EQ(gMainThread, kLeavesTheEnd);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "Exit kestrel sigstop\n");
+    // The lens thread leaves its loop once.
+    const std::vector<std::string> ends = {" 1", ""};
+    until([&] { return textsAfter("log Exit kestrel LensLoop").size() >= ends.size(); });
+    EXPECT_EQ(textsAfter("log Exit kestrel LensLoop"), ends);
 }
 
 }  // namespace
