@@ -217,6 +217,7 @@ std::string problem(const std::string& text) {
 std::string outcome() {
     std::string text = problem(whole::rest(kQuietSeconds, kLongestSeconds));
     text += problem(whole::counters());
+    twin::checkFilesClosed();
     text += problem(twin::violationSeen() ? "a violation" : "");
     for (const Word& word : kWords) {
         text += std::string(word.name) + " " + std::to_string(word.value.load()) + "\n";

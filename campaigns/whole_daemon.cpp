@@ -278,6 +278,7 @@ std::string giveWords(WordFor wordFor) {
 }
 
 std::string problems() {
+    twin::checkFilesClosed();
     if (twin::violationSeen()) {
         return "the twin has reported a violation";
     }

@@ -211,7 +211,8 @@ TEST(Autofocus, FollowsAMovedScene) {
 TEST(CalibrationSweep, WritesTheLensCurve) {
     constexpr int kCurve[] = {274, 308, 436, 550, 658, 756, 854, 944, 1028, 1112, 1186, 1256};
     const Camera camera(kZoomedIn);
-    const Session run = camera.run("run 1\nset demo.ptz.action c\nwait demo.ptz.action done 600");
+    const std::string sweep = "set demo.ptz.action c\nwait demo.ptz.action done 600\n";
+    const Session run = camera.run("run 1\n" + sweep + sweep);
     EXPECT_EQ(run.status, 0);
     std::istringstream table(camera.read("/tmp/zf.txt").value_or(""));
     int expectedZoom = 0;
@@ -220,7 +221,7 @@ TEST(CalibrationSweep, WritesTheLensCurve) {
     for (char comma = 0; table >> zoom >> comma >> focus; expectedZoom += 50) {
         EXPECT_EQ(zoom, expectedZoom);
         EXPECT_NEAR(focus, kCurve[std::min(zoom / 50, 11)], 8) << zoom;
-        EXPECT_EQ(run.trace.count("log " + std::to_string(zoom) + "," + std::to_string(focus)), 1);
+        EXPECT_EQ(run.trace.count("log " + std::to_string(zoom) + "," + std::to_string(focus)), 2);
     }
     EXPECT_EQ(expectedZoom, 2400);
 }

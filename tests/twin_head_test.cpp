@@ -1,4 +1,5 @@
 // The simulated mechanism behind the motor library's functions.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "platform/clock.h"
+#include "platform/files.h"
 #include "platform/model.h"
 #include "platform/motor_mcu.h"
 #include "platform/nbus.h"
@@ -17,6 +19,7 @@
 #include "session.h"
 #include "tests/twin_world.h"
 #include "twin/boundary/library_calls.h"
+#include "twin/camera/session.h"
 #include "twin/trace/output.h"
 #include "twin/trace/trace.h"
 
@@ -390,6 +393,41 @@ TEST_F(TwinHead, ReportsWhatALockIsMissingForOrHeldAcross) {
         };
         EXPECT_EXIT(run(), testing::ExitedWithCode(*row.report == '\0' ? 0 : 1), row.report)
             << row.what;
+    }
+}
+
+void openFile(const char* path) {
+    EXPECT_GE(open(devicePath(path).c_str(), O_WRONLY | O_CREAT, 0600), 0);
+}
+
+TEST_F(TwinHead, ARunThatLeavesFilesOpenFails) {
+    struct Case {
+        int (*daemon)();
+        int status;
+        const char* report;
+    };
+    const Case cases[] = {
+        {[] { return 0; }, 0, "^$"},
+        {[] {
+             openFile("/mnt/nand/a");
+             openFile("/mnt/nand/a");
+             std::remove(devicePath("/mnt/nand/a").c_str());
+             return 0;
+         },
+         1, "^kestrel-twin: descriptors left open: 2 of /mnt/nand/a\n$"},
+        // A calibration sweep in progress, and another one.
+        {[] { return openFile("/tmp/zf.txt"), 0; }, 0, "^$"},
+        {[] { return openFile("/tmp/zf.txt"), openFile("/tmp/zf.txt"), 0; }, 1, "2 of /tmp/zf.txt"},
+        // The power fails meanwhile.
+        {[] {
+             openFile("/mnt/nand/a");
+             fault("power-cut 1");
+             return nbus_set("a", "b");
+         },
+         0, "^$"},
+    };
+    for (const Case& row : cases) {
+        EXPECT_EXIT(twin::powerUp({}, row.daemon), testing::ExitedWithCode(row.status), row.report);
     }
 }
 

@@ -18,6 +18,7 @@
 #include "twin/boundary/changes.h"
 #include "twin/clock/timeline.h"
 #include "twin/trace/disk_limit.h"
+#include "twin/trace/trace.h"
 #include "twin/world/faults.h"
 
 namespace twin {
@@ -38,6 +39,9 @@ constexpr std::array<ShippedFile, 4> kShippedFiles = {{
     {"/bin/NewMainMCU.txt", "version 0102\n"},
     {"/bin/SensorMCU.txt", "version 0201\n"},
 }};
+
+// A calibration sweep writes it for as long as it lasts.
+constexpr std::string_view kSweepTable = "/tmp/zf.txt";
 
 std::string& root() {
     static auto& text = *new std::string;
@@ -102,6 +106,35 @@ std::string frozenPath(const std::string& path) {
     return "/proc/self/fd/" + std::to_string(descriptor);
 }
 
+// Numbers of descriptors, by camera path.
+using Descriptors = std::map<std::string, int>;
+
+Descriptors& openAtFirst() {
+    static auto& descriptors = *new Descriptors;
+    return descriptors;
+}
+
+// What this process has open below the root.
+Descriptors openDescriptors() {
+    constexpr std::string_view kRemoved = " (deleted)";
+    Descriptors counts;
+    std::error_code error;
+    const std::string tree = std::filesystem::canonical(root(), error);
+    if (error) {
+        return counts;
+    }
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd", error)) {
+        std::string path = std::filesystem::read_symlink(entry.path(), error);
+        if (path.ends_with(kRemoved)) {
+            path.resize(path.size() - kRemoved.size());
+        }
+        if (path.starts_with(tree + "/")) {
+            ++counts[path.substr(tree.size())];
+        }
+    }
+    return counts;
+}
+
 }  // namespace
 
 std::string openFiles(const std::string& directory) {
@@ -146,6 +179,19 @@ void applyFileFaults() {
     }
     limitDisk(full);
     noteChange();
+}
+
+void watchFiles() {
+    openAtFirst() = openDescriptors();
+}
+
+void checkFilesClosed() {
+    for (const auto& [path, count] : openDescriptors()) {
+        const int left = count - openAtFirst()[path];
+        if (left > (path == kSweepTable ? 1 : 0)) {
+            reportViolation("descriptors left open: %d of %s", left, path.c_str());
+        }
+    }
 }
 
 }  // namespace twin

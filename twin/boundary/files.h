@@ -22,4 +22,13 @@ bool isShipped(std::string_view path, std::string_view content);
 // disk-full: files can be created, emptied, removed and read; no byte can be written.
 void applyFileFaults();
 
+// Takes what this process has open below the root for its own, such as a script that lies there.
+// Before the daemon starts.
+void watchFiles();
+
+// Reports a violation for each of the camera's files that the daemon has open, by its path there.
+// For an instant at which no actor is in the midst of using one; the table of a calibration sweep
+// may be open, once. A file that was opened while nothing could be written is not seen.
+void checkFilesClosed();
+
 }  // namespace twin

@@ -37,6 +37,7 @@ namespace {
 int (*gDaemon)() = nullptr;
 std::atomic<bool> gFailed{false};
 std::atomic<bool> gOutsideSignal{false};
+std::atomic<bool> gCutShort{false};  // in the midst of what an actor does
 void (*gAtEnd)() = nullptr;
 
 void runDaemon(void*) {
@@ -155,6 +156,11 @@ void checkForLeaks() {
 #endif
 }
 
+void endInTheMidst() {
+    gCutShort = true;
+    endRun(runStatus());
+}
+
 // What becomes of the status where output was lost. The signal of a reader that has gone may still
 // be on its way.
 int statusOfOutput(int status) {
@@ -171,6 +177,10 @@ void endRun(int status) {
     static auto& first = *new std::mutex;
     first.lock();
     std::fflush(stdout);
+    // With the real clock a thread may be about to close one.
+    if (clockIsVirtual() && !gCutShort) {
+        checkFilesClosed();
+    }
     if (saveCamera() != 0 || violationSeen()) {
         status = status == 0 ? 1 : status;
     }
@@ -239,8 +249,9 @@ void powerUp(const SessionOptions& options, int (*daemon)()) {
     writeHeading(options, state);
     startWatch();
     watchForAbort();
-    onPowerCut([] { endRun(runStatus()); });
+    onPowerCut(endInTheMidst);
     watchMotorLock();
+    watchFiles();
     startBus(keys);
     gDaemon = daemon;
     startActor("main", runDaemon, nullptr);
