@@ -133,6 +133,14 @@ void sortLines(Session& run) {
                  std::not_fn(isBackground));
 }
 
+// What the simulated head reports must not happen, whatever a run is about.
+void expectNoViolation(const std::string& errors) {
+    for (const char* const report : {"descriptors left open", "two motor calls at the same time",
+                                     "that no lock keeps from others", "with a lock held"}) {
+        EXPECT_EQ(errors.find(report), std::string::npos) << errors;
+    }
+}
+
 }  // namespace
 
 std::vector<std::string> linesOf(const std::string& text) {
@@ -342,6 +350,7 @@ Session Camera::start(const std::vector<std::string>& arguments, const std::stri
     run.status = runOnFiles(arguments, streams);
     run.output = readFile(streams[1]).value_or("");
     run.errors = readFile(streams[2]).value_or("");
+    expectNoViolation(run.errors);
     sortLines(run);
     if (run.output.starts_with("# kestrel-twin ")) {
         keepRecording(run.output);
