@@ -2,6 +2,7 @@
 // twice, and the latest word wins, wherever it comes.
 #include <gtest/gtest.h>
 
+#include <regex>
 #include <string>
 
 #include "session.h"
@@ -17,6 +18,7 @@ struct Meeting {
     const char* axis;
     int position;
     const char* line;
+    int rest = 3;  // seconds after which all is over
 };
 
 constexpr Meeting kMeetings[] = {
@@ -36,13 +38,25 @@ constexpr Meeting kMeetings[] = {
      "mcu setIcrSwDisable"},
     {"Store", "set lens.camN.zoom a:1100\nrun 0.2", "lens.camN.act_preset 2:set", "zoom", 1100,
      "bus lens.camN.preset2 "},
+    {"PresetRun", "set lens.camN.act_preset 1:go\nrun 2", "lens.camN.action.cmd AF", "rotate", 1100,
+     "log Auto Focus Range:", 8},
+    {"FastFocus", "set lens.camN.focus fullrange\nrun 4", "lens.camN.pan a:10020", "focus", 1256,
+     "mcu setPanForwardS 2 20 "},
+    {"ContrastFocus", "set lens.camN.action.cmd AF\nrun 5", "lens.camN.tilt a:2010", "focus", 1257,
+     "mcu setTiltForwardS 2 10 "},
+    {"Levelling", "set lens.camN.rotate auto\nrun 1", "lens.camN.zoom a:900", "rotate", 483,
+     "mcu setZoom8Forward -1 100 "},
+    {"Homing", "set lens.camN.action.cmd home\nrun 1.3", "lens.camN.iris a:30", "zoom", 0,
+     "mcu setIrisForward -86 30 "},
 };
 
 class SetAt : public testing::TestWithParam<Meeting> {};
 
 TEST_P(SetAt, IsServedOnceInEveryCall) {
+    constexpr int kMostRuns = 60;
     const Meeting& meeting = GetParam();
     const Camera camera(Positions{});
+    camera.setting("lens.camN.preset1", "10300,2300,1200,850,1100,0,0,0");
     const auto script = [&meeting](int call) {
         return "run 1\nfault set-at " + std::to_string(call) + " " + meeting.set + "\n" +
                meeting.session + "\n";
@@ -54,8 +68,9 @@ TEST_P(SetAt, IsServedOnceInEveryCall) {
     ASSERT_TRUE(left.starts_with(active)) << left;
     const int calls = kMany - std::stoi(left.substr(active.size()));
     EXPECT_GT(calls, 10);
-    for (int call = 1; call <= calls; ++call) {
-        const Session run = Camera(camera).run(script(call) + "run 3\nhead");
+    for (int call = 1; call <= calls; call += calls / kMostRuns + 1) {
+        const Session run =
+            Camera(camera).run(script(call) + "run " + std::to_string(meeting.rest) + "\nhead");
         const auto axis = run.head()[meeting.axis];
         EXPECT_EQ(run.status, 0) << call << run.errors;
         EXPECT_EQ(axis["position"], meeting.position) << call << axis;
@@ -72,9 +87,10 @@ struct BusyRun {
     const char* name;
     const char* before;
     const char* start;  // "KEY VALUE"
-    double seconds;
-    int instants;   // of these, at equal distances, at which a request comes
-    int rest = 60;  // seconds after which all is over
+    const char* end;    // the last line that begins so ends it
+    int instants;       // of these, at equal distances within the run, at which a request comes
+    int every = 1;      // every so many-th of their meetings with requests is tried
+    int seconds = 20;   // it ends within
 };
 
 constexpr BusyRun kBusyRuns[] = {
@@ -82,17 +98,20 @@ constexpr BusyRun kBusyRuns[] = {
      "set lens.camN.act_preset 1:set:lock\nrun 1\nset lens.camN.pan a:10600\n"
      "set lens.camN.zoom a:900\nrun 1\nset lens.camN.tilt a:2700\nset lens.camN.rotate a:1200\n"
      "run 3\n",
-     "lens.camN.act_preset 1:go", 3, 15},
-    {"Levelling", "", "lens.camN.rotate auto", 0.5, 5},
-    {"RotateTest", "", "lens.camN.rotate test", 300, 1, 250},
-    {"FastFocus", "", "lens.camN.focus all", 3, 5},
-    {"ContrastFocus", "", "lens.camN.action.cmd AF", 4, 5},
-    {"HomeAndLevelling", "", "lens.camN.action.cmd home1", 12, 5},
-    {"FastHome", "", "lens.camN.action.cmd homefast", 6, 5},
+     "lens.camN.act_preset 1:go", "bus lens.camN.act_preset done", 7},
+    {"EnterPreset", "set lens.camN.act_preset 1:set:lock\nrun 1\n", "lens.camN.act_preset 1:go",
+     "log Preset1 go:", 2},
+    {"Levelling", "", "lens.camN.rotate auto", "bus lens.camN.rotatestatus stop", 4},
+    {"RotateTest", "", "lens.camN.rotate test", "mcu setRotatBackward", 4, 3, 460},
+    {"FastFocus", "", "lens.camN.focus all", "bus lens.camN.focusstatus stop", 4},
+    {"ContrastFocus", "", "lens.camN.action.cmd AF", "bus lens.camN.focusstatus stop", 4},
+    {"HomeAndLevelling", "", "lens.camN.action.cmd home1", "bus lens.camN.rotatestatus stop", 4},
+    {"FastHome", "", "lens.camN.action.cmd homefast", "log Fast Home:", 4},
 };
 
 // A request, and the line that tells that it is served. While a run is on that serves the same
-// kind, another of the kind is not taken; meant so.
+// kind, another of the kind is not taken, nor is a demo action while one homes or focuses; meant
+// so.
 struct RaisedRequest {
     const char* set;  // "KEY VALUE"
     const char* line;
@@ -102,10 +121,13 @@ struct RaisedRequest {
 constexpr RaisedRequest kRequests[] = {
     {"lens.camN.action.cmd home", "log Home Iris", "Home"},
     {"lens.camN.action.cmd AF", "log Zoom Pos:", "Focus"},
-    {"lens.camN.act_preset 2:set", "bus lens.camN.preset2 ", "-"},
+    {"lens.camN.act_preset 2:set", "bus lens.camN.preset2 ", "Enter"},
+    {"lens.camN.act_preset 2:go", "log Preset1 go:", "Enter"},
     {"lens.camN.rotate auto", "log in AutoSearch", "Levelling"},
+    {"lens.camN.rotate r:50", "log 2.iRotateMove=2 ", "-"},
     {"lens.camN.pan a:7000", "log Pan Run", "-"},
     {"lens.camN.iris a:30", "bus lens.camN.position_iris 30", "-"},
+    {"demo.ptz.action Z1200", "bus lens.camN.position_zoom 1200", "Home|Focus"},
 };
 
 class Raised : public testing::TestWithParam<BusyRun> {};
@@ -113,18 +135,24 @@ class Raised : public testing::TestWithParam<BusyRun> {};
 TEST_P(Raised, IsServedOnceAfterwards) {
     const BusyRun& busy = GetParam();
     const Camera camera(Positions{});
+    camera.setting("lens.camN.preset2", "9800,2100,1100,850,600,0,0,0");
     const std::string begin = std::string("run 1\n") + busy.before + "set " + busy.start + "\n";
-    const std::string rest = "run " + std::to_string(busy.rest);
-    const Session alone = Camera(camera).run(begin + rest + "\n" + rest);
+    const Session alone = Camera(camera).run(begin + "run " + std::to_string(busy.seconds));
+    const auto begins = alone.trace.times(std::string("cmd ") + busy.start);
+    const auto ends = alone.trace.times(busy.end);
+    ASSERT_TRUE(!begins.empty() && !ends.empty() && begins[0] + 100'000 < ends.back());
+    const double length = static_cast<double>(ends.back() - begins[0]) / 1e6;
+    int meetings = 0;
     for (const RaisedRequest& request : kRequests) {
-        if (std::string(busy.name).find(request.notDuring) != std::string::npos) {
-            continue;
-        }
         for (int instant = 1; instant <= busy.instants; ++instant) {
-            const double time = busy.seconds * instant / busy.instants;
-            const std::string raised =
-                "run " + std::to_string(time) + "\nset " + request.set + "\n" + rest;
-            const Session run = Camera(camera).run(begin + raised);
+            if (std::regex_search(busy.name, std::regex(request.notDuring)) ||
+                ++meetings % busy.every != 0) {
+                continue;
+            }
+            const double time = length * instant / (busy.instants + 1);
+            const Session run =
+                Camera(camera).run(begin + "run " + std::to_string(time) + "\nset " + request.set +
+                                   "\nrun " + std::to_string(length - time + 30));
             EXPECT_EQ(run.status, 0) << run.errors;
             EXPECT_EQ(run.trace.count(request.line), alone.trace.count(request.line) + 1)
                 << request.set << " after " << time << run.trace.story();
