@@ -1,10 +1,18 @@
 // Driver calls that no console command reaches alone: waits for a motor, the filter switch, the
-// diagnostic drive that looks for lost tilt steps.
+// diagnostic drive that looks for lost tilt steps, and who comes while another calls.
+#include <array>
+#include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
+#include "app/demo_actions.h"
+#include "app/setting_handlers.h"
 #include "axis/axis_driver.h"
+#include "axis/end_stop_drives.h"
 #include "control_state.h"
+#include "lighting/led_apply.h"
 #include "platform/motor_mcu.h"
 #include "tests/twin_world.h"
 #include "twin/boundary/library_calls.h"
@@ -104,6 +112,94 @@ TEST_F(DriverCalls, TheStepLossCheckEndsAfterAHundredCyclesOrAtTheFirstWrongCoun
     EXPECT_GT(once, 3);
     EXPECT_NEAR(whole, 100 * once, 1);
     twin::onLibraryCall(nullptr);
+}
+
+// Who calls the motor library, one after the other, each at its hour.
+const std::vector<std::function<void()>>& callers() {
+    static const auto all = [] {
+        std::vector<std::function<void()>> list = {
+            panIsBusy,
+            tiltIsBusy,
+            zoomIsReady,
+            focusIsReady,
+            irisIsReady,
+            rotateIsReady,
+            panWaitIdle,
+            tiltWaitIdle,
+            zoomWaitReady,
+            focusWaitReady,
+            irisWaitReady,
+            rotateWaitReady,
+            [] { panMoveToSpeed(1, 0, 9); },
+            [] { tiltMoveToSpeed(1, 0, 9); },
+            [] { drivePanForward(1); },
+            [] { applyLeds(std::array<LedWord, kGroupSize>{}); },
+            [] { handleIcr("", "day"); },
+            [] { handleIcr("", "night"); },
+            [] { runDemoAction("N1"); }};
+        for (auto* const move :
+             {panMoveTo, tiltMoveTo, zoomMoveTo, focusMoveTo, irisMoveTo, rotateMoveTo}) {
+            list.emplace_back([move] { move(1, 0); });
+        }
+        for (int drive = 0; drive <= static_cast<int>(EndStopDrive::rotateFast); ++drive) {
+            list.emplace_back([drive] { driveToEndStop(static_cast<EndStopDrive>(drive)); });
+        }
+        return list;
+    }();
+    return all;
+}
+
+constexpr twin::Microseconds kHour = 3'600'000'000;
+bool gHolds = false;  // the next call is held open
+bool gOpen = false;   // until the other caller can go no further
+std::size_t gMade = 0;
+
+std::string gWrong;  // an expectation that fails prints, and that is watched, too
+
+void watchCalls(const char* name) {
+    if (name == std::string_view("log") || name == std::string_view("get_lenstype")) {
+        return;
+    }
+    if (std::exchange(gHolds, false)) {
+        gOpen = true;
+        while (twin::letGoOn("caller")) {
+        }
+        gOpen = false;
+        return;
+    }
+    ++gMade;
+    gWrong += gOpen || !twin::holds(twin::heldLocks(), &gMotorLock) ? std::string(name) + " " : "";
+}
+
+TEST_F(DriverCalls, EveryCallerWaitsWhileAnothersCallIsHeldOpen) {
+    build(0, {});
+    static twin::Microseconds start;
+    start = twin::now();
+    twin::onLibraryCall(watchCalls);
+    twin::startActor(
+        "holder",
+        [](void*) {
+            for (std::size_t turn = 1; turn <= callers().size(); ++turn) {
+                twin::sleepUntil(start + static_cast<twin::Microseconds>(turn) * kHour);
+                gHolds = true;
+                panIsBusy();
+            }
+        },
+        nullptr);
+    twin::startActor(
+        "caller",
+        [](void*) {
+            for (std::size_t turn = 1; turn <= callers().size(); ++turn) {
+                twin::sleepUntil(start + static_cast<twin::Microseconds>(turn) * kHour);
+                const std::size_t before = gMade;
+                callers()[turn - 1]();
+                gWrong += gMade == before ? std::to_string(turn) + " " : "";
+            }
+        },
+        nullptr);
+    pass(kHour * static_cast<twin::Microseconds>(callers().size() + 1));
+    twin::onLibraryCall(nullptr);
+    EXPECT_EQ(gWrong, "");
 }
 
 }  // namespace

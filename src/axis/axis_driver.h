@@ -3,8 +3,10 @@
 // Positions are open-loop step counts. A move clamps its target into the axis's range, orders the
 // difference and returns at once with the position that the axis will have when its motor stops;
 // the caller stores it. A move that finds its motor not ready returns the present position. Every
-// motor call is made under `gMotorLock`, held for that call alone. Probes and waits: any thread.
-// Moves and the supply: the lens thread.
+// order to a motor and every query of its status is made under `gMotorLock`, held for that call
+// alone. `setMotorPower`, `setIcrSwitch` and the counter that `tiltStepLossCheck` reads take no
+// lock: the library is relied on to have these safe beside the motor calls; meant so. Probes and
+// waits: any thread. Moves and the supply: the lens thread.
 #pragma once
 
 #include <cstdint>
