@@ -84,12 +84,13 @@ def faults_of(path, lines):
         text = line.strip()
         if not text or text.startswith(("//", "#", "static_assert", "namespace", "using", "extern")):
             continue
+        # A text in quotes is no code, and only the pattern for texts is meant for it; nor is a comment.
+        quotes = [m.span() for m in re.finditer(r'"(?:\\.|[^"\\])*"', text)]
+        code = len(text.split("  // ")[0])
         for kind, pattern, replacement in PATTERNS:
-            # A text in quotes is no code; only the pattern for texts is meant for it.
-            quotes = [m.span() for m in re.finditer(r'"(?:\\.|[^"\\])*"', text)]
             for match in re.finditer(pattern, text):
                 quoted = any(begin < match.start() < end for begin, end in quotes)
-                if quoted != (kind == "text") and not pattern.startswith("^"):
+                if (quoted != (kind == "text") and not pattern.startswith("^")) or match.start() >= code:
                     continue
                 new = match.expand(replacement) if isinstance(replacement, str) else replacement(match)
                 changed = text[: match.start()] + new + text[match.end() :]
