@@ -197,17 +197,6 @@ TEST(Autofocus, PublishesTheFocusThatWasFound) {
     }
 }
 
-TEST(Autofocus, FollowsAMovedScene) {
-    for (const int offset : {-300, -100, 200, 300}) {
-        const std::string scene =
-            "fault scene noise 0.5\nfault scene offset " + std::to_string(offset);
-        for (const auto& [word, tolerance] : {std::pair{kFast, 8}, {kContrast, 2}}) {
-            EXPECT_NEAR(focusOn(word, scene).head()["focus"]["position"], kPeak + offset, tolerance)
-                << word;
-        }
-    }
-}
-
 TEST(CalibrationSweep, WritesTheLensCurve) {
     constexpr int kCurve[] = {274, 308, 436, 550, 658, 756, 854, 944, 1028, 1112, 1186, 1256};
     const Camera camera(kZoomedIn);

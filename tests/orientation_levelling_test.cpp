@@ -191,4 +191,17 @@ TEST_F(OrientationSweep, TheServoJudgesTheStepThatEndsAtALimit) {
     EXPECT_EQ(twin::now() - start, 25 * 43'000 + 83'000);
 }
 
+TEST(OrientationLevelling, OnlyAFullHomingLeavesTheMarker) {
+    const std::pair<const char*, bool> wordsAndMarkers[] = {
+        {"action.cmd home1", true}, {"pan homeaf", true},         {"action.cmd home2", false},
+        {"pan homefast", false},    {"action.cmd home3", false},  {"action.cmd home4", false},
+        {"action.cmd home", false}, {"action.cmd homepos", false}};
+    for (const auto& [word, marker] : wordsAndMarkers) {
+        Camera camera(Positions{});
+        camera.fault("sensor-absent");
+        camera.run("run 1\nset lens.camN." + std::string(word) + "\nrun 30");
+        EXPECT_EQ(camera.read(kHomeFile).has_value(), marker) << word;
+    }
+}
+
 }  // namespace
