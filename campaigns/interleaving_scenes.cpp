@@ -184,6 +184,7 @@ constexpr Scene kScenes[] = {
     {"tilt", "lens.camN.tilt", "a:2020", 0, "lens.camN.tilt"},
     {"rotate", "lens.camN.rotate", "a:560", 0, "lens.camN.rotate"},
     {"zoom", "lens.camN.zoom", "a:1040", 0, "lens.camN.zoom"},
+    {"zoom-by", "lens.camN.zoom", "r:40", 0, "lens.camN.zoom"},
     {"focus", "lens.camN.focus", "a:830", 0, "lens.camN.focus"},
     {"iris", "lens.camN.iris", "a:10", 0, "lens.camN.iris"},
     {"pan-runs", "lens.camN.pan", "left:2", 0.1, "lens.camN.pan"},

@@ -19,7 +19,8 @@ namespace interleavings {
 namespace {
 
 // As the twin calls the daemon's threads, in the order of `Other`.
-constexpr const char* kActors[] = {"bus dispatcher", "main", "thread 1"};
+constexpr const char* kDispatcher = "bus dispatcher";
+constexpr const char* kActors[] = {kDispatcher, "main", "thread 1", "main"};
 
 constexpr int kMillisecond = 1000;
 constexpr int kPassMilliseconds = 10;
@@ -102,6 +103,11 @@ Course gCourse;
 
 void atStep();
 
+// Whether the act comes at the step, and not before.
+bool comesThen(const Placement& placement) {
+    return placement.other == Other::dispatcher || placement.other == Other::handedOver;
+}
+
 void openWindow(bool open) {
     gCourse.open = open;
     gBeforeSharedStep = open ? atStep : nullptr;
@@ -111,8 +117,11 @@ void place(const Placement& placement) {
     ++gCourse.placed;
     gCourse.steps = 0;
     openWindow(gCourse.placed < gCourse.placements.size());
-    if (placement.other == Other::dispatcher) {
+    if (comesThen(placement)) {
         set(placement.act);
+    }
+    if (placement.other == Other::handedOver) {
+        twin::letGoOn(kDispatcher);
     }
     twin::letGoOn(kActors[static_cast<std::size_t>(placement.other)]);
 }
@@ -127,7 +136,8 @@ void atStep() {
         return;
     }
     const Placement& next = course.placements[course.placed];
-    if (std::strcmp(running, kActors[static_cast<std::size_t>(next.other)]) == 0) {
+    if (std::strcmp(running, kActors[static_cast<std::size_t>(next.other)]) == 0 ||
+        (comesThen(next) && std::strcmp(running, kDispatcher) == 0)) {
         return;
     }
     ++course.steps;
@@ -178,7 +188,7 @@ std::string run(const Window& window) {
         set(act);
     }
     for (const Placement& placement : gCourse.placements) {
-        if (placement.other != Other::dispatcher) {
+        if (!comesThen(placement)) {
             set(placement.act);
         }
     }
@@ -186,7 +196,7 @@ std::string run(const Window& window) {
     pass(window.milliseconds);
     openWindow(false);
     for (std::size_t i = gCourse.placed; i < gCourse.placements.size(); ++i) {
-        if (gCourse.placements[i].other == Other::dispatcher) {
+        if (comesThen(gCourse.placements[i])) {
             set(gCourse.placements[i].act);
         }
     }

@@ -18,10 +18,11 @@ struct Act {
 };
 
 // Who goes on, until it waits, where one of the others is held up. The dispatcher does so with an
-// act that comes just then; for the others the act has come when the window opened.
-enum class Other : std::size_t { dispatcher, main, lens };
+// act that comes just then, and with `handedOver` the main thread after it, which takes that act;
+// for the others the act has come when the window opened.
+enum class Other : std::size_t { dispatcher, main, lens, handedOver };
 
-inline constexpr const char* kOtherNames[] = {"bus", "main", "lens"};
+inline constexpr const char* kOtherNames[] = {"bus", "main", "lens", "bus-main"};
 
 // What is watched: the sets that come when the window opens, and for how long steps are counted.
 struct Window {

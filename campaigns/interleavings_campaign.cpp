@@ -46,6 +46,8 @@ using interleavings::Timed;
 using interleavings::Window;
 
 constexpr Other kOthers[] = {Other::dispatcher, Other::main, Other::lens};
+constexpr Other kOthersOfOneAct[] = {Other::dispatcher, Other::main, Other::lens,
+                                     Other::handedOver};
 constexpr int kParallel = 2;
 constexpr int kQuietSeconds = 1;
 constexpr int kLongestSeconds = 300;
@@ -378,7 +380,7 @@ void exploreAct(const void* argument) {
     const Window window = windowOf(*gJob.scene);
     addRightActs(window, act);
     const std::string name = std::string(gJob.scene->name) + "/" + interleavings::nameOf(act) + "/";
-    for (const Other other : kOthers) {
+    for (const Other other : kOthersOfOneAct) {
         gJob.name = name + interleavings::kOtherNames[static_cast<std::size_t>(other)];
         if (const std::uint64_t step = numberAsked(gJob.name); asked(gJob.name) && step != 0) {
             playOne({{act, other, step}});
@@ -532,7 +534,7 @@ void exploreScene(const void* argument) {
 }
 
 // About as many schedules as there are if every step is taken.
-constexpr std::uint64_t kAllSchedules = 390000;
+constexpr std::uint64_t kAllSchedules = 550000;
 
 void exploreAll() {
     gStride = gRequest.size == 0 ? 1 : std::max<std::uint64_t>(kAllSchedules / gRequest.size, 1);
