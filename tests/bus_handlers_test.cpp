@@ -291,8 +291,7 @@ TEST_F(BusHandlers, StatusValuesKeepTheRunningMaskAndTheMarkerFiles) {
 }
 
 TEST_F(BusHandlers, LeaveAnOverwriteBufferToWhoHoldsItsLock) {
-    static bool done;
-    static bool waited;
+    static bool done, waited;
     void (*const users[])(void*) = {[](void*) {
                                         overwriteCommand(gszZoomCmd, "a:1");
                                         done = true;

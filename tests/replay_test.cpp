@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <csignal>
 #include <string>
 #include <vector>
@@ -140,8 +141,10 @@ TEST(Replay, GivesARealClockRunTheSameOrdersAndPlaces) {
         "run 1\nset lens.camN.pan left:5\nrun 1.5\nset lens.camN.pan stop\nrun 2\n"
         "set lens.camN.zoom a:1400\nwait lens.camN.zoomstatus stop\nset lens.camN.tilt up\nrun "
         "0.7\n"
-        "set lens.camN.tilt stop\nrun 2\nset lens.camN.pan r:300\nrun 3\n",
+        "set lens.camN.tilt stop\nrun 2\nset lens.camN.pan r:300\nrun 3\ncheck\n",
         {"--clock", "real", "--speed", "4", "--trace"});
+    EXPECT_EQ(run.status, 0) << run.errors;
+    EXPECT_TRUE(std::ranges::is_sorted(run.all.events, {}, &Event::time));
     const Session compared = camera.replay(run.output, {"--compare"});
     EXPECT_EQ(compared.status, 0) << compared.output << run.output;
 }

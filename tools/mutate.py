@@ -31,7 +31,7 @@ EQUIVALENT = ROOT / "tools" / "equivalent-faults.txt"
 LEFT_OUT = re.compile(r"src/(platform/\w+\.h|app/main\.cpp|shared\.h)")
 # Left out: tests of programs that have nothing of the daemon in them, and those on the real clock,
 # where a busy machine is late.
-OTHER_TESTS = (r"^page$|^(WholeRun|Nbus|TwinConsole)RealClock|^Mqtt|^Page\.|^TwinTerminal"
+OTHER_TESTS = (r"^page$|^(Nbus|TwinConsole)RealClock|^Mqtt|^Page\.|^TwinTerminal"
                r"|^TwinCompletion")
 # Whole cameras, all in one run of the test program.
 SESSIONS = "Every/SessionFile.*"
