@@ -143,17 +143,20 @@ TEST(OrientationCases, PitchesAreFoldedToAFullCircle) {
         float p, q, r;
         float sum, pitch, yzxPitch;
     } kRows[] = {
-        {40, 0, 50, 90, 40, 50},       // both upwards: as they are
-        {-40, 0, 50, 10, 320, 130},    // sum upwards, first downwards
-        {50, 0, -40, 10, 50, 320},     // sum upwards, second downwards
-        {-40, 0, -50, -90, 320, 230},  // both downwards
-        {-50, 0, 40, -10, 310, 140},   // sum downwards, second upwards
-        {40, 0, -50, -10, 40, 310},    // sum downwards, first upwards
-        {-40, 0, 40, 0, 320, 140},     // a sum of 0 counts as upwards
-        {10, -50, 40, -10, 370, 140},  // the second family takes the first one's pitch here
-        {10, -40, 50, 10, 320, 130},   // but not here
-        {10, -40, -50, -90, 320, 230}, {80, 0, 0, 80, 80, 0},  // 0 counts as upwards
-        {0, 0, 80, 80, 0, 80},         {0, 0, -80, -80, 0, 280}, {10, -80, 0, -80, 370, 180},
+        {40, 0, 50, 90, 40, 50},        // both upwards: as they are
+        {-40, 0, 50, 10, 320, 130},     // sum upwards, first downwards
+        {50, 0, -40, 10, 50, 320},      // sum upwards, second downwards
+        {-40, 0, -50, -90, 320, 230},   // both downwards
+        {-50, 0, 40, -10, 310, 140},    // sum downwards, second upwards
+        {40, 0, -50, -10, 40, 310},     // sum downwards, first upwards
+        {-40, 0, 40, 0, 320, 140},      // a sum of 0 counts as upwards
+        {10, -50, 40, -10, 370, 140},   // the second family takes the first one's pitch here
+        {10, -40, 50, 10, 320, 130},    // but not here
+        {10, -40, -50, -90, 320, 230},  // nor here
+        {80, 0, 0, 80, 80, 0},          // a pitch of 0 counts as upwards: the yzx pitch
+        {0, 0, 80, 80, 0, 80},          // the first one
+        {0, 0, -80, -80, 0, 280},       // also where the sum is downwards
+        {10, -80, 0, -80, 370, 180},    // the second family's
     };
     for (const auto& row : kRows) {
         const InstallFinding finding = classifyInstall({row.p, row.q, row.r, 0, 0, 0, 90});
