@@ -15,7 +15,6 @@ constinit SharedInt giNewRotat = 0;
 constinit SharedInt giZoomTarget = 0;
 constinit SharedInt giFocusTarget = 0;
 constinit SharedInt giIrisTarget = 0;
-constinit SharedInt gaTargetSeen[6] = {};
 constinit Shared<WaitingOrder> gaWaitingOrder[6] = {kNoOrder, kNoOrder, kNoOrder,
                                                     kNoOrder, kNoOrder, kNoOrder};
 static_assert(std::atomic<WaitingOrder>::is_always_lock_free);

@@ -86,16 +86,10 @@ extern constinit SharedInt giTiltOffset, giPanOffset;
 
 // --- Axis commands: written by the main thread, acted on by the lens loop ---
 
-// Absolute targets; a move starts whenever target and position differ.
-extern constinit SharedInt giPanTarget, giTiltTarget, giNewRotat, giZoomTarget, giFocusTarget,
-    giIrisTarget;
-// The targets (order of `Axis`) as the lens loop last read or wrote them. Lens thread (and
-// start-up).
-extern constinit SharedInt gaTargetSeen[6];
 // What has been ordered since the lens loop last took the targets (order of `Axis`): nothing, an
-// absolute target (which then stands in the target), or else relative words: `steps` to be added to
-// the target, the result forced between `low` and `high`. Written by `axis/targets.h`. Aligned to
-// its whole size: with less, some compilers call a library instead of making one access.
+// absolute target (in `steps`), or else relative words: `steps` to be added to the target, the
+// result forced between `low` and `high`. Written by `axis/targets.h`. Aligned to its whole size:
+// with less, some compilers call a library instead of making one access.
 struct alignas(8) WaitingOrder {
     std::int32_t steps;
     // No range reaches beyond 16 bits. `low` above `high` tells the first two.
@@ -104,10 +98,12 @@ struct alignas(8) WaitingOrder {
     bool operator==(const WaitingOrder&) const = default;
 };
 inline constexpr WaitingOrder kNoOrder = {0, 1, 0};
-inline constexpr WaitingOrder kAbsoluteOrder = {1, 1, 0};
-// An absolute target is just being stored: it cannot be taken yet.
-inline constexpr WaitingOrder kComingOrder = {2, 1, 0};
+// The `low` of an absolute order; its `high` is 0.
+inline constexpr std::uint16_t kAbsoluteLow = 2;
 extern constinit Shared<WaitingOrder> gaWaitingOrder[6];
+// Absolute targets; a move starts whenever target and position differ. Lens thread (and start-up).
+extern constinit SharedInt giPanTarget, giTiltTarget, giNewRotat, giZoomTarget, giFocusTarget,
+    giIrisTarget;
 // Continuous commands: 0 none, sign = direction; pan and tilt: magnitude 1 to 9 = speed step,
 // others: a step multiplier.
 extern constinit SharedInt iPanContinuous, iTiltContinuous, iRotateContinuous, iZoomContinuous,

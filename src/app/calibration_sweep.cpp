@@ -35,8 +35,8 @@ void runCalibrationSweep() {
     }
     for (std::int32_t zoom = 0; zoom <= axisMaximum(Axis::zoom); zoom += kZoomStride) {
         focusAt(zoom);
-        const std::int32_t zoomTarget = giZoomTarget;
-        const std::int32_t focusTarget = giFocusTarget;
+        const std::int32_t zoomTarget = orderedTarget(Axis::zoom);
+        const std::int32_t focusTarget = orderedTarget(Axis::focus);
         std::printf("%d,%d\n", zoomTarget, focusTarget);
         std::fprintf(table, "%d,%d\n", zoomTarget, focusTarget);
     }

@@ -81,7 +81,7 @@ bool moveTilt(const Action& action) {
     }
     orderTarget(Axis::tilt, actionTarget(Axis::tilt, action));
     sleepMicroseconds(kPollMicroseconds);
-    while (axisPosition(Axis::tilt) != giTiltTarget) {
+    while (axisPosition(Axis::tilt) != orderedTarget(Axis::tilt)) {
         sleepMicroseconds(kPollMicroseconds);
     }
     tiltWaitIdle();

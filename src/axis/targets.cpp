@@ -11,8 +11,12 @@ Shared<WaitingOrder>& waitingOrder(Axis axis) {
     return gaWaitingOrder[static_cast<std::size_t>(axis)];
 }
 
-SharedInt& seen(Axis axis) {
-    return gaTargetSeen[static_cast<std::size_t>(axis)];
+WaitingOrder absoluteOrder(std::int32_t target) {
+    return {target, kAbsoluteLow, 0};
+}
+
+bool isAbsolute(const WaitingOrder& order) {
+    return order.low == kAbsoluteLow && order.high == 0;
 }
 
 // What one relative word does to a target.
@@ -22,12 +26,22 @@ WaitingOrder relativeOrder(Axis axis, std::int32_t steps) {
             static_cast<std::uint16_t>(gLensRange[limits.maximum])};
 }
 
+// Where a target gets by an order.
 std::int32_t carriedOut(const WaitingOrder& order, std::int32_t target) {
-    return clampToRange(order.high, order.low, std::int64_t{target} + order.steps);
+    return isAbsolute(order)
+               ? order.steps
+               : clampToRange(order.high, order.low, std::int64_t{target} + order.steps);
 }
 
-// One after the other. Sums beyond 32 bits have met an end of the range long before.
+// A relative order after another order. Sums beyond 32 bits have met an end of the range long
+// before.
 WaitingOrder joined(const WaitingOrder& first, const WaitingOrder& next) {
+    if (first == kNoOrder) {
+        return next;
+    }
+    if (isAbsolute(first)) {
+        return absoluteOrder(carriedOut(next, first.steps));
+    }
     return {saturateToInt32(std::int64_t{first.steps} + next.steps),
             static_cast<std::uint16_t>(carriedOut(next, first.low)),
             static_cast<std::uint16_t>(carriedOut(next, first.high))};
@@ -36,68 +50,41 @@ WaitingOrder joined(const WaitingOrder& first, const WaitingOrder& next) {
 }  // namespace
 
 void orderTarget(Axis axis, std::int32_t target) {
-    // First the steps go, then the target comes, so that they are never added to it; nor is it
-    // taken before it is marked, or the mark would outlive it and have it carried out once more
-    // after a run.
-    waitingOrder(axis) = kComingOrder;
-    *axisRow(axis).target = target;
-    waitingOrder(axis) = kAbsoluteOrder;
+    waitingOrder(axis) = absoluteOrder(target);
 }
 
 void orderRelative(Axis axis, std::int32_t steps) {
-    SharedInt& target = *axisRow(axis).target;
     const WaitingOrder order = relativeOrder(axis, steps);
-    for (bool ordered = false; !ordered;) {
-        WaitingOrder waiting = waitingOrder(axis);
-        if (waiting == kAbsoluteOrder) {
-            const std::int32_t absolute = target;
-            ordered = replaceIfUnchanged(target, absolute, carriedOut(order, absolute));
-        } else {
-            const WaitingOrder both = waiting == kNoOrder ? order : joined(waiting, order);
-            ordered = waitingOrder(axis).compare_exchange_strong(waiting, both);
-        }
+    WaitingOrder waiting = waitingOrder(axis);
+    while (!waitingOrder(axis).compare_exchange_strong(waiting, joined(waiting, order))) {
     }
+}
+
+std::int32_t orderedTarget(Axis axis) {
+    const WaitingOrder waiting = waitingOrder(axis);
+    return isAbsolute(waiting) ? waiting.steps : axisRow(axis).target->load();
 }
 
 std::int32_t takeTarget(Axis axis) {
+    SharedInt& target = *axisRow(axis).target;
     WaitingOrder order = waitingOrder(axis);
-    // As in nearly every pass: nothing has come, and nothing need be written.
-    if (order == kNoOrder && *axisRow(axis).target == seenTarget(axis)) {
-        return seenTarget(axis);
-    }
-    for (bool taken = false; !taken;) {
-        if (order == kComingOrder) {
-            return seenTarget(axis);
-        }
-        const std::int32_t target = *axisRow(axis).target;
+    const std::int32_t before = target;
+    for (bool taken = order == kNoOrder; !taken;) {
+        // Before the order goes, so that `orderedTarget` finds it in one place or the other.
+        target = carriedOut(order, before);
         taken = waitingOrder(axis).compare_exchange_strong(order, kNoOrder);
-        if (taken) {
-            seen(axis) = target;
-        }
     }
-    if (order != kNoOrder && order != kAbsoluteOrder) {
-        // Not where an absolute order has come after them.
-        replaceTarget(axis, carriedOut(order, seenTarget(axis)));
-    }
-    return seenTarget(axis);
-}
-
-std::int32_t seenTarget(Axis axis) {
-    return seen(axis);
+    return target;
 }
 
 bool orderWaits(Axis axis) {
-    const WaitingOrder waiting = waitingOrder(axis);
-    return waiting != kNoOrder && waiting != kComingOrder;
+    return waitingOrder(axis) != kNoOrder;
 }
 
 bool replaceTarget(Axis axis, std::int32_t next) {
-    // An absolute order to the very place that the axis came from leaves the number as it was.
-    const WaitingOrder waiting = waitingOrder(axis);
-    if (waiting == kAbsoluteOrder || waiting == kComingOrder ||
-        !replaceIfUnchanged(*axisRow(axis).target, seen(axis), next)) {
+    if (isAbsolute(waitingOrder(axis))) {
         return false;
     }
-    seen(axis) = next;
+    *axisRow(axis).target = next;
     return true;
 }

@@ -5,29 +5,29 @@
 // reach the target only when the lens loop takes it, which no run does in its middle: so the first
 // counts from where the run leaves the axis, and each later one from where those before it lead,
 // each forced into the range. After an absolute order that has not been taken they count from that
-// one. The last absolute order wins over all before it.
+// one. The last absolute order wins over all before it. One word per axis holds all that waits, and
+// the target itself is the lens loop's alone: no order can come between two looks at it.
 #pragma once
 
 #include <cstdint>
 
 #include "axis/axes.h"
 
-// Makes `target` the axis's target; relative words that wait are dropped. Main thread.
+// Has `target` made the axis's target; what waits is dropped. Main thread.
 void orderTarget(Axis axis, std::int32_t target);
 
 // Has the axis's target moved by `steps`. Main thread.
 void orderRelative(Axis axis, std::int32_t steps);
 
-// The axis's target, with the relative words that wait for it; from now on it counts as seen. Lens
-// thread.
-std::int32_t takeTarget(Axis axis);
+// The absolute order that waits, or else the axis's target. Any thread.
+std::int32_t orderedTarget(Axis axis);
 
-// The target as the lens loop last took or replaced it. Lens thread.
-std::int32_t seenTarget(Axis axis);
+// The axis's target once what waits for it is carried out. Lens thread.
+std::int32_t takeTarget(Axis axis);
 
 // Whether something has been ordered that the lens loop has not taken yet. Lens thread.
 bool orderWaits(Axis axis);
 
-// Makes `next` the axis's target, unless an order has replaced the one last seen; whether it did.
-// Lens thread (and start-up).
+// Makes `next` the axis's target, unless an absolute order waits; whether it did. Lens thread (and
+// start-up).
 bool replaceTarget(Axis axis, std::int32_t next);

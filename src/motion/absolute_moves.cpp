@@ -67,8 +67,7 @@ void startRotate(LensLoopState& state) {
     std::int32_t target = 0;
     const bool ordered = orderWaits(Axis::rotate);
     const bool moves = hasToMove(Axis::rotate, target);
-    // Also for a word that leads nowhere, or the next home marker would be void; not for one whose
-    // target is still to come.
+    // Also for a word that leads nowhere, or the next home marker would be void.
     if (ordered || moves) {
         startManualRotate();
     }

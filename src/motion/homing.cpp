@@ -5,6 +5,7 @@
 #include "axis/axis_driver.h"
 #include "axis/end_stop_drives.h"
 #include "axis/marker_files.h"
+#include "axis/targets.h"
 #include "control_state.h"
 #include "motion/fast_home.h"
 #include "motion/fast_preset.h"
@@ -128,7 +129,7 @@ void fullHome(bool autofocus) {
         giAfRequest = 1;
     }
     giHomeRequest = 0;
-    std::printf("Home Pan:%d %d\n", axisPosition(Axis::pan), giPanTarget.load());
+    std::printf("Home Pan:%d %d\n", axisPosition(Axis::pan), orderedTarget(Axis::pan));
 }
 
 void homeAll() {

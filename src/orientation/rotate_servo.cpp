@@ -169,7 +169,7 @@ void runServo(const Servo& servo, RotateDrive& drive, float targetAngle) {
 }  // namespace
 
 RotateDrive takeRotateDrive() {
-    return {seenTarget(Axis::rotate)};
+    return {giNewRotat};
 }
 
 void driveRotateAndWait(RotateDrive& drive, std::int32_t target) {
