@@ -30,7 +30,6 @@ constinit SharedInt iRotateMove = 0;
 constinit SharedInt iZoomMove = 0;
 constinit SharedInt iFocusMove = 0;
 constinit SharedInt iIrisMove = 0;
-constinit SharedInt giManualRotate = 0;
 constinit SharedInt giAfRequest = 0;
 constinit SharedInt giHomeRequest = 0;
 constinit SharedInt giActPreset = -1;

@@ -84,7 +84,7 @@ extern constinit SharedInt giLensVariant;
 // homing.
 extern constinit SharedInt giTiltOffset, giPanOffset;
 
-// --- Axis commands: written by the main thread, acted on by the lens loop ---
+// --- Axis commands: from the main thread to the lens loop ---
 
 // What has been ordered since the lens loop last took the targets (order of `Axis`): nothing, an
 // absolute target (in `steps`), or else relative words: `steps` to be added to the target, the
@@ -92,16 +92,18 @@ extern constinit SharedInt giTiltOffset, giPanOffset;
 // with less, some compilers call a library instead of making one access.
 struct alignas(8) WaitingOrder {
     std::int32_t steps;
-    // No range reaches beyond 16 bits. `low` above `high` tells the first two.
+    // No range reaches beyond 16 bits. `high` 0 below `low` tells what is no relative order.
     std::uint16_t low;
     std::uint16_t high;
     bool operator==(const WaitingOrder&) const = default;
 };
 inline constexpr WaitingOrder kNoOrder = {0, 1, 0};
-// The `low` of an absolute order; its `high` is 0.
-inline constexpr std::uint16_t kAbsoluteLow = 2;
+// The `low` of an absolute order by a word, or by something else.
+inline constexpr std::uint16_t kWordLow = 2;
+inline constexpr std::uint16_t kOtherLow = 3;
 extern constinit Shared<WaitingOrder> gaWaitingOrder[6];
-// Absolute targets; a move starts whenever target and position differ. Lens thread (and start-up).
+// Absolute targets; a move starts whenever target and position differ. Written by the lens thread
+// (and start-up).
 extern constinit SharedInt giPanTarget, giTiltTarget, giNewRotat, giZoomTarget, giFocusTarget,
     giIrisTarget;
 // Continuous commands: 0 none, sign = direction; pan and tilt: magnitude 1 to 9 = speed step,
@@ -118,10 +120,6 @@ enum MoveState : std::int32_t {
     kZoomRequested = 5,  // becomes kMoveRequested, and so ends without focus-after-zoom
 };
 extern constinit SharedInt iPanMove, iTiltMove, iRotateMove, iZoomMove, iFocusMove, iIrisMove;
-
-// 1 from a rotate word that makes the home marker void until it is carried out. Raised by the main
-// thread, taken back by the lens loop.
-extern constinit SharedInt giManualRotate;
 
 // --- Requests: raised by handlers and command words, reset by the lens loop when done ---
 

@@ -12,8 +12,10 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     for (const AxisRow& axis : kAxes) {
-        *axis.target = 0;
         *axis.continuous = 0;
+    }
+    for (Shared<WaitingOrder>& order : gaWaitingOrder) {
+        order = kNoOrder;
     }
     std::istringstream lines(std::string(data, data + size));
     for (std::string line; std::getline(lines, line);) {

@@ -150,17 +150,6 @@ void clearHomeFile() {
     }
 }
 
-void beginManualRotate() {
-    clearHomeFile();
-    giManualRotate = 1;
-}
-
-void startManualRotate() {
-    if (replaceIfUnchanged(giManualRotate, 1, 0)) {
-        clearHomeFile();
-    }
-}
-
 std::int32_t checkHomeFile() {
     if (giModeRotate == 0 && giGyroCheck != 0) {
         return 0;

@@ -23,13 +23,9 @@ void ChackPowerOffStatus();
 void setHomeFile();
 
 // Removes the home marker if this run created it, and on the first call also one that an earlier
-// run left. Any thread.
+// run left. A rotate word makes it void: it goes when the word comes (main thread) and, as a run
+// that the word waited for may have made it anew, when the word is carried out (lens thread).
 void clearHomeFile();
-
-// A rotate word makes the home marker void: it goes when the word comes (main thread) and, if a run
-// that the word waited for has made it anew, when the lens loop carries the word out (lens thread).
-void beginManualRotate();
-void startManualRotate();
 
 // If the home marker is there, requests levelling and renews the marker; does nothing while the
 // rotate mode is off and the motion sensor is not present. Always 0. Any thread.

@@ -11,12 +11,8 @@ Shared<WaitingOrder>& waitingOrder(Axis axis) {
     return gaWaitingOrder[static_cast<std::size_t>(axis)];
 }
 
-WaitingOrder absoluteOrder(std::int32_t target) {
-    return {target, kAbsoluteLow, 0};
-}
-
 bool isAbsolute(const WaitingOrder& order) {
-    return order.low == kAbsoluteLow && order.high == 0;
+    return order.high == 0 && (order.low == kWordLow || order.low == kOtherLow);
 }
 
 // What one relative word does to a target.
@@ -33,14 +29,16 @@ std::int32_t carriedOut(const WaitingOrder& order, std::int32_t target) {
                : clampToRange(order.high, order.low, std::int64_t{target} + order.steps);
 }
 
-// A relative order after another order. Sums beyond 32 bits have met an end of the range long
-// before.
+// One order after the other. Sums beyond 32 bits have met an end of the range long before.
 WaitingOrder joined(const WaitingOrder& first, const WaitingOrder& next) {
-    if (first == kNoOrder) {
+    if (first == kNoOrder || isAbsolute(next)) {
         return next;
     }
+    if (next == kNoOrder) {
+        return first;
+    }
     if (isAbsolute(first)) {
-        return absoluteOrder(carriedOut(next, first.steps));
+        return {carriedOut(next, first.steps), kWordLow, 0};
     }
     return {saturateToInt32(std::int64_t{first.steps} + next.steps),
             static_cast<std::uint16_t>(carriedOut(next, first.low)),
@@ -49,8 +47,12 @@ WaitingOrder joined(const WaitingOrder& first, const WaitingOrder& next) {
 
 }  // namespace
 
+void orderTargetByWord(Axis axis, std::int32_t target) {
+    waitingOrder(axis) = WaitingOrder{target, kWordLow, 0};
+}
+
 void orderTarget(Axis axis, std::int32_t target) {
-    waitingOrder(axis) = absoluteOrder(target);
+    waitingOrder(axis) = WaitingOrder{target, kOtherLow, 0};
 }
 
 void orderRelative(Axis axis, std::int32_t steps) {
@@ -65,16 +67,30 @@ std::int32_t orderedTarget(Axis axis) {
     return isAbsolute(waiting) ? waiting.steps : axisRow(axis).target->load();
 }
 
-std::int32_t takeTarget(Axis axis) {
+TakenTarget takeTarget(Axis axis) {
     SharedInt& target = *axisRow(axis).target;
-    WaitingOrder order = waitingOrder(axis);
     const std::int32_t before = target;
-    for (bool taken = order == kNoOrder; !taken;) {
+    TakenTarget taken = {before, before, waitingOrder(axis)};
+    for (bool done = taken.order == kNoOrder; !done;) {
         // Before the order goes, so that `orderedTarget` finds it in one place or the other.
-        target = carriedOut(order, before);
-        taken = waitingOrder(axis).compare_exchange_strong(order, kNoOrder);
+        target = taken.target = carriedOut(taken.order, before);
+        done = waitingOrder(axis).compare_exchange_strong(taken.order, kNoOrder);
     }
-    return target;
+    return taken;
+}
+
+void putBack(Axis axis, const TakenTarget& taken) {
+    if (taken.order == kNoOrder) {
+        return;
+    }
+    WaitingOrder waiting = waitingOrder(axis);
+    while (!waitingOrder(axis).compare_exchange_strong(waiting, joined(taken.order, waiting))) {
+    }
+    *axisRow(axis).target = taken.before;
+}
+
+bool isByWord(const TakenTarget& taken) {
+    return taken.order != kNoOrder && !(isAbsolute(taken.order) && taken.order.low == kOtherLow);
 }
 
 bool orderWaits(Axis axis) {

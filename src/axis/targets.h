@@ -12,18 +12,33 @@
 #include <cstdint>
 
 #include "axis/axes.h"
+#include "control_state.h"
 
-// Has `target` made the axis's target; what waits is dropped. Main thread.
+// Has `target` made the axis's target, by a word or by something else; what waits is dropped. Main
+// thread.
+void orderTargetByWord(Axis axis, std::int32_t target);
 void orderTarget(Axis axis, std::int32_t target);
 
-// Has the axis's target moved by `steps`. Main thread.
+// Has the axis's target moved by `steps`, by a word. Main thread.
 void orderRelative(Axis axis, std::int32_t steps);
 
 // The absolute order that waits, or else the axis's target. Any thread.
 std::int32_t orderedTarget(Axis axis);
 
-// The axis's target once what waits for it is carried out. Lens thread.
-std::int32_t takeTarget(Axis axis);
+struct TakenTarget {
+    std::int32_t target;  // with what waited for it carried out
+    std::int32_t before;  // as it was
+    WaitingOrder order;   // what waited
+};
+
+// Takes what waits for the axis's target. Lens thread.
+TakenTarget takeTarget(Axis axis);
+
+// As though it had not been taken: what waits is behind it, or has replaced it. Lens thread.
+void putBack(Axis axis, const TakenTarget& taken);
+
+// Whether a word, and not something else, ordered what was taken.
+bool isByWord(const TakenTarget& taken);
 
 // Whether something has been ordered that the lens loop has not taken yet. Lens thread.
 bool orderWaits(Axis axis);

@@ -15,9 +15,15 @@
 namespace {
 
 // Whether the axis's target differs from its position. The target is then forced into the range, in
-// `target` and, unless a new one has arrived, in the shared state; the move works with the copy.
+// `target` and, unless an absolute order has arrived, in the shared state; the move works with the
+// copy.
 bool hasToMove(Axis axis, std::int32_t& target) {
-    target = takeTarget(axis);
+    const TakenTarget taken = takeTarget(axis);
+    // Also by a word that leads nowhere.
+    if (axis == Axis::rotate && isByWord(taken)) {
+        clearHomeFile();
+    }
+    target = taken.target;
     if (target == axisPosition(axis)) {
         return false;
     }
@@ -65,13 +71,7 @@ void startIris() {
 
 void startRotate(LensLoopState& state) {
     std::int32_t target = 0;
-    const bool ordered = orderWaits(Axis::rotate);
-    const bool moves = hasToMove(Axis::rotate, target);
-    // Also for a word that leads nowhere, or the next home marker would be void.
-    if (ordered || moves) {
-        startManualRotate();
-    }
-    if (!moves) {
+    if (!hasToMove(Axis::rotate, target)) {
         return;
     }
     setMotorPower(1);

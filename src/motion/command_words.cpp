@@ -129,17 +129,17 @@ bool isPrefix(Effect effect) {
     return effect == absolute || effect == relative || effect == pan || effect == tilt;
 }
 
-// The lens loop acts on the target, so that goes last.
+// The lens loop acts on the order, so that goes last.
 void requestMove(const WordTable& table, std::int32_t target) {
     const AxisRow& axis = axisRow(table.axis);
     *axis.continuous = 0;
     *axis.move = table.requestState;
-    orderTarget(table.axis, target);
+    orderTargetByWord(table.axis, target);
 }
 
 void requestMoveAsIs(const WordTable& table, std::int32_t target) {
     *axisRow(table.axis).continuous = 0;
-    orderTarget(table.axis, target);
+    orderTargetByWord(table.axis, target);
 }
 
 void requestRelativeMove(const WordTable& table, std::int32_t steps) {
@@ -225,7 +225,7 @@ void interpret(const WordTable& table, const char* word) {
             std::puts(row.notice);
         }
         if (row.dropsHomeMarker) {
-            beginManualRotate();
+            clearHomeFile();
         }
         apply(table, row, word + std::strlen(row.word));
         return;

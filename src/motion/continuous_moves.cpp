@@ -51,16 +51,19 @@ struct Continuous {
     std::int32_t before = 0;
 };
 
-// The target is taken before the command is read, as a command word stores them the other way
-// round: a target that replaces this one is noticed. Without a command it is left for an absolute
-// move.
+// What waits for the target is taken before the command is read, as a command word stores them the
+// other way round. Without a command it goes on waiting, for an absolute move.
 Continuous takeContinuous(Axis axis) {
-    const SharedInt& command = *axisRow(axis).continuous;
-    if (command == 0) {
+    const SharedInt& shared = *axisRow(axis).continuous;
+    if (shared == 0) {
         return {};
     }
-    const std::int32_t before = takeTarget(axis);
-    return {command, before};
+    const TakenTarget taken = takeTarget(axis);
+    const std::int32_t command = shared;
+    if (command == 0) {
+        putBack(axis, taken);
+    }
+    return {command, taken.target};
 }
 
 void enterContinuous(Axis axis) {
@@ -193,8 +196,9 @@ void continuousZoom(LensLoopState& state) {
 }
 
 void continuousRotate(LensLoopState& state) {
-    if (iRotateContinuous != 0) {
-        startManualRotate();
+    // As the move begins, also once more after a homing, which makes the home marker anew.
+    if (iRotateContinuous != 0 && iRotateMove != kMoveContinuous) {
+        clearHomeFile();
     }
     continuousLens(kRotateRow, state);
 }

@@ -5,13 +5,13 @@
 
 #include <cstdint>
 
-// Where a run last sent the rotate axis, in steps. `giNewRotat` follows, unless a command replaces
-// it: that move starts when the run, which goes on with its own target, is over.
+// Where a run last sent the rotate axis, in steps. `giNewRotat` follows, unless an absolute
+// order waits: that move starts when the run, which goes on with its own target, is over.
 struct RotateDrive {
     std::int32_t target;
 };
 
-// A run that starts at the target as last seen.
+// A run that starts at the target.
 RotateDrive takeRotateDrive();
 
 // Sends the axis to `target` (clamped to its range by the move), stores the position that it will
