@@ -178,25 +178,33 @@ constexpr Act kActs[] = {
     {"system.info.poe_status", "fail"},
 };
 
-constexpr Scene kScenes[] = {
-    {"rest", nullptr, nullptr, 0, ""},
-    {"pan", "lens.camN.pan", "a:10040", 0, "lens.camN.pan"},
-    {"tilt", "lens.camN.tilt", "a:2020", 0, "lens.camN.tilt"},
-    {"rotate", "lens.camN.rotate", "a:560", 0, "lens.camN.rotate"},
-    {"zoom", "lens.camN.zoom", "a:1040", 0, "lens.camN.zoom"},
-    {"zoom-by", "lens.camN.zoom", "r:40", 0, "lens.camN.zoom"},
-    {"focus", "lens.camN.focus", "a:830", 0, "lens.camN.focus"},
-    {"iris", "lens.camN.iris", "a:10", 0, "lens.camN.iris"},
-    {"pan-runs", "lens.camN.pan", "left:2", 0.1, "lens.camN.pan"},
-    {"tilt-runs", "lens.camN.tilt", "up:2", 0.1, "lens.camN.tilt"},
-    {"rotate-runs", "lens.camN.rotate", "forward", 0.1, "lens.camN.rotate"},
-    {"zoom-runs", "lens.camN.zoom", "in", 0.1, "lens.camN.zoom"},
-    {"focus-runs", "lens.camN.focus", "near", 0.2, "lens.camN.focus"},
-    {"no-home", "demo.ptz.action", "H99", 0, "lens.camN.action.cmd"},
-    {"iris-runs", "lens.camN.iris", "close", 0.1, "lens.camN.iris"},
+const Scene kScenes[] = {
+    {"rest", "", {}},
+    {"pan", "lens.camN.pan", {{{"lens.camN.pan", "a:10040"}, 0}}},
+    {"tilt", "lens.camN.tilt", {{{"lens.camN.tilt", "a:2020"}, 0}}},
+    {"rotate", "lens.camN.rotate", {{{"lens.camN.rotate", "a:560"}, 0}}},
+    {"zoom", "lens.camN.zoom", {{{"lens.camN.zoom", "a:1040"}, 0}}},
+    {"zoom-by", "lens.camN.zoom", {{{"lens.camN.zoom", "r:40"}, 0}}},
+    {"focus", "lens.camN.focus", {{{"lens.camN.focus", "a:830"}, 0}}},
+    {"iris", "lens.camN.iris", {{{"lens.camN.iris", "a:10"}, 0}}},
+    {"pan-runs", "lens.camN.pan", {{{"lens.camN.pan", "left:2"}, 0.1}}},
+    {"tilt-runs", "lens.camN.tilt", {{{"lens.camN.tilt", "up:2"}, 0.1}}},
+    {"rotate-runs", "lens.camN.rotate", {{{"lens.camN.rotate", "forward"}, 0.1}}},
+    {"zoom-runs", "lens.camN.zoom", {{{"lens.camN.zoom", "in"}, 0.1}}},
+    {"focus-runs", "lens.camN.focus", {{{"lens.camN.focus", "near"}, 0.2}}},
+    {"no-home", "lens.camN.action.cmd", {{{"demo.ptz.action", "H99"}, 0}}},
+    {"iris-runs", "lens.camN.iris", {{{"lens.camN.iris", "close"}, 0.1}}},
     // The end of the run asks for an autofocus. A homing that is let in just then ("H4") comes
     // before or behind that; both are right, but only the first comes of acts between passes.
-    {"preset-ends", "lens.camN.act_preset", "1:go", 0.125, "demo.ptz.action=A", "1:set"},
+    {"preset-ends",
+     "demo.ptz.action=A",
+     {{{"lens.camN.act_preset", "1:set"}, 1}, {{"lens.camN.act_preset", "1:go"}, 0.125}}},
+    // The end of the pan move has the picture levelled.
+    {"turn-runs",
+     "lens.camN.rotate",
+     {{{"lens.camN.mode_rotate", "rotate"}, 1},
+      {{"lens.camN.pan", "a:10040"}, 0.06},
+      {{"lens.camN.rotate", "forward"}, 0.06}}},
 };
 
 // The acts that an axis's move may meet, beside those of the axis itself: a request of each kind.

@@ -4,19 +4,23 @@
 
 #include <span>
 #include <string>
+#include <vector>
 
 #include "interleavings.h"
 
 namespace interleavings {
 
-// A word, set so many seconds before the window opens, or when it does.
+// An act, and how long after it the next one comes, or else the window opens. With 0 seconds it
+// comes as the window opens.
+struct Step {
+    Act act;
+    double seconds;
+};
+
 struct Scene {
     const char* name;
-    const char* key;  // null: the camera is at rest
-    const char* word;
-    double seconds;
-    const char* acts;              // what the names of the acts begin with
-    const char* before = nullptr;  // a word that the key has been set to a second earlier
+    const char* acts;         // what the names of the acts begin with
+    std::vector<Step> steps;  // none: the camera is at rest
 };
 
 std::span<const Act> acts();

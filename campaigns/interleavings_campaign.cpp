@@ -205,7 +205,7 @@ bool isUncounted(const std::string& event) {
     if (gJob.pair) {
         return event.find("status ") != std::string::npos || event.ends_with("cmd done");
     }
-    return gJob.scene->key != nullptr &&
+    return !gJob.scene->steps.empty() &&
            (event.starts_with(std::string(gJob.scene->acts) + "status ") ||
             event.ends_with("cmd done"));
 }
@@ -289,8 +289,9 @@ void judge(const std::string& caseName, const std::string& seen) {
 
 Window windowOf(const Scene& scene) {
     // Two passes of both threads for what goes on, four for what begins and ends in them.
-    return scene.key == nullptr || scene.seconds > 0 ? Window{{}, 22}
-                                                     : Window{{{scene.key, scene.word}}, 42};
+    return scene.steps.empty() || scene.steps.back().seconds > 0
+               ? Window{{}, 22}
+               : Window{{scene.steps.back().act}, 42};
 }
 
 // A thread that is held up may wait for the other one's next pass.
@@ -509,13 +510,11 @@ void exploreScene(const void* argument) {
     const Scene& scene = *static_cast<const Scene*>(argument);
     gJob.scene = &scene;
     gJob.late = !gRequest.caseName.empty();
-    if (scene.before != nullptr) {
-        twin::setFromOutside(scene.key, scene.before);
-        whole::pass(kQuietSeconds);
-    }
-    if (scene.key != nullptr && scene.seconds > 0) {
-        twin::setFromOutside(scene.key, scene.word);
-        whole::pass(scene.seconds);
+    for (const interleavings::Step& step : scene.steps) {
+        if (step.seconds > 0) {
+            twin::setFromOutside(step.act.key, step.act.value);
+            whole::pass(step.seconds);
+        }
     }
     counts().clear();
     std::vector<const Act*> acts;

@@ -24,6 +24,7 @@ constinit SharedInt iRotateContinuous = 0;
 constinit SharedInt iZoomContinuous = 0;
 constinit SharedInt iFocusContinuous = 0;
 constinit SharedInt iIrisContinuous = 0;
+constinit SharedInt gaWordComing[6] = {};
 constinit SharedInt iPanMove = 0;
 constinit SharedInt iTiltMove = 0;
 constinit SharedInt iRotateMove = 0;

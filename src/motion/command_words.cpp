@@ -227,7 +227,10 @@ void interpret(const WordTable& table, const char* word) {
         if (row.dropsHomeMarker) {
             clearHomeFile();
         }
+        SharedInt& coming = gaWordComing[static_cast<std::size_t>(table.axis)];
+        coming = 1;
         apply(table, row, word + std::strlen(row.word));
+        coming = 0;
         return;
     }
 }

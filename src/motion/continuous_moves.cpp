@@ -113,21 +113,27 @@ void stepLens(const LensRow& row, LensLoopState& state, std::int32_t before,
     setAxisPosition(row.axis, row.moveTo(axisPosition(row.axis), target));
 }
 
+// Whether a continuous move is over; not yet if its command may have been ended by a word whose own
+// move is still to come, or there would be a "stop" in between.
+bool isOver(Axis axis, std::int32_t command) {
+    return command == 0 && gaWordComing[static_cast<std::size_t>(axis)] == 0 &&
+           *axisRow(axis).move == kMoveContinuous;
+}
+
 // Whether a continuous move ended in this pass.
 bool continuousLens(const LensRow& row, LensLoopState& state) {
-    const AxisRow& axis = axisRow(row.axis);
     auto [command, before] = takeContinuous(row.axis);
     if (command != 0) {
         stepLens(row, state, before, command);
     }
-    if (command != 0 || *axis.move != kMoveContinuous) {
+    if (!isOver(row.axis, command)) {
         return false;
     }
     if (row.waitReady != nullptr) {
         row.waitReady();
     }
     publishMoveEnd(row.axis);
-    replaceIfUnchanged(*axis.move, kMoveContinuous, kMoveIdle);
+    replaceIfUnchanged(*axisRow(row.axis).move, kMoveContinuous, kMoveIdle);
     return true;
 }
 
@@ -173,14 +179,13 @@ void stepTilt(LensLoopState& state, std::int32_t& command) {
 
 // Ends a continuous pan or tilt whose command is 0.
 void endHeadMove(Axis axis, std::int32_t command, Wait waitIdle, const char* notice) {
-    const AxisRow& row = axisRow(axis);
-    if (command != 0 || *row.move != kMoveContinuous) {
+    if (!isOver(axis, command)) {
         return;
     }
     waitIdle();
     std::puts(notice);
     publishMoveEnd(axis);
-    replaceIfUnchanged(*row.move, kMoveContinuous, kMoveIdle);
+    replaceIfUnchanged(*axisRow(axis).move, kMoveContinuous, kMoveIdle);
 }
 
 }  // namespace
