@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <sstream>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "control_state.h"
@@ -73,14 +72,6 @@ TEST(Autofocus, EachWordFindsItsPeak) {
         // A search for area C says A, too.
         EXPECT_EQ(trace.count("log Focus A Area"), each.sharpest != kPeak ? 2 : 0) << each.word;
     }
-}
-
-// The last approach is from above, and the picture settles after it.
-void expectApproach(const Session& run, const char* order, int wait) {
-    const auto events = run.trace.about({"mcu setFocus", "ponsition"}).events;
-    ASSERT_GT(events.size(), 2U);
-    EXPECT_EQ((events.end() - 2)->line(), order);
-    EXPECT_EQ(events.back().time - (events.end() - 2)->time, wait);
 }
 
 struct Sample {
@@ -164,33 +155,16 @@ void expectAdaptiveSteps(const std::vector<Sample>& samples) {
 
 TEST(AdaptiveSweep, ShortensItsStepOnASteepRiseAndStopsPastThePeak) {
     const Session run = focusOn(kFast);
-    expectApproach(run, "mcu setFocus8Forward -56 50 5000", 43'000);
+    // The last approach is from above, and the picture settles after it.
+    const auto events = run.trace.about({"mcu setFocus", "ponsition"}).events;
+    ASSERT_GT(events.size(), 2U);
+    EXPECT_EQ((events.end() - 2)->line(), "mcu setFocus8Forward -56 50 5000");
+    EXPECT_EQ(events.back().time - (events.end() - 2)->time, 43'000);
     expectAdaptiveSteps(samplesOf(run));
     // The peak is near the first position; two areas are blurred throughout.
     for (const char* const scene :
          {"fault scene offset 366", "fault area a flat\nfault area c flat"}) {
         expectAdaptiveSteps(samplesOf(focusOn(kFast, scene)));
-    }
-}
-
-TEST(Autofocus, PublishesTheFocusThatWasFound) {
-    // The second word asks for the same search again.
-    const std::tuple<std::string, std::string, bool> wordsAgainPublished[] = {
-        {kFast, "lens.camN.focus all", false}, {kContrast, "lens.camN.focus shortrange", true}};
-    for (const auto& [word, again, publishes] : wordsAgainPublished) {
-        const Camera camera(kZoomedIn);
-        const Session run =
-            camera.run("run 1\nset " + word + "\nrun 20\nhead\nset " + again + "\nrun 20\nhead\n");
-        const std::string found = std::to_string(run.head()["focus"]["position"].get<int>());
-        EXPECT_EQ(run.head(1)["focus"]["position"], run.head()["focus"]["position"]);
-        const std::string lines = "\nbus demo.ptz.position.focus " + found +
-                                  "\nbus lens.camN.position_focus " + found + "\n";
-        const auto published = [&run](const std::string& asked) {
-            return run.trace.after("cmd " + asked).about({"n.focus ", "n_focus"}).lines();
-        };
-        EXPECT_EQ(published(word), lines);
-        EXPECT_EQ(published(again), publishes ? lines : "\n");
-        EXPECT_EQ(wordOf(camera.read(kPositionFile).value_or(""), 15), std::stoi(found));
     }
 }
 

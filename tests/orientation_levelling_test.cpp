@@ -192,17 +192,4 @@ TEST_F(OrientationSweep, TheServoJudgesTheStepThatEndsAtALimit) {
     EXPECT_EQ(twin::now() - start, 25 * 43'000 + 83'000);
 }
 
-TEST(OrientationLevelling, OnlyAFullHomingLeavesTheMarker) {
-    const std::string others[] = {"pan homefast",     "action.cmd home2", "action.cmd home3",
-                                  "action.cmd home4", "action.cmd home",  "action.cmd homepos"};
-    const auto leaves = [](const std::string& word) {
-        Camera camera(Positions{});
-        camera.fault("sensor-absent");
-        camera.run("run 1\nset lens.camN." + word + "\nrun 30");
-        return camera.read(kHomeFile).has_value();
-    };
-    EXPECT_TRUE(leaves("pan homeaf") && leaves("action.cmd home1"));
-    EXPECT_TRUE(std::ranges::none_of(others, leaves));
-}
-
 }  // namespace

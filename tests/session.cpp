@@ -352,6 +352,7 @@ Session Camera::start(const std::vector<std::string>& arguments, const std::stri
     run.errors = readFile(streams[2]).value_or("");
     expectNoViolation(run.errors);
     sortLines(run);
+    EXPECT_TRUE(std::ranges::is_sorted(run.all.events, {}, &Event::time));
     if (run.output.starts_with("# kestrel-twin ")) {
         keepRecording(run.output);
     }

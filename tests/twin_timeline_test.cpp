@@ -138,15 +138,6 @@ TEST_F(TwinTimeline, AnActorThatIsHeldUpLetsOthersGoOnButForItsLock) {
                 ElementsAre("0 held up", "0 waits", "0 a", "0 goes on", "0 has the lock"));
 }
 
-TEST_F(TwinTimeline, TheRawClockFollows) {
-    const timespec before = readRawClock();
-    pass(1'234'567);
-    const timespec after = readRawClock();
-    EXPECT_GT(before.tv_sec, 0);
-    EXPECT_EQ((after.tv_sec - before.tv_sec) * 1'000'000'000 + after.tv_nsec - before.tv_nsec,
-              1'234'567'000);
-}
-
 TEST(TwinGuard, CountsSecondsThatStandStillUnlessTheOutputIsHeldUp) {
     using std::chrono_literals::operator""ms;
     twin::Guard guard;
