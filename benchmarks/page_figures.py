@@ -4,10 +4,8 @@ usage: page_figures.py KESTREL_TWIN
 """
 
 import os
-import shutil
 import subprocess
 import sys
-import tempfile
 import threading
 import time
 
@@ -133,15 +131,13 @@ def measure_events(program, page):
 
 
 def main(program):
-    profile = tempfile.mkdtemp()
-    page = Browser(profile)
+    page = Browser()
     page.size(1366, 768)
     try:
         measure_load(program, page)
         measure_events(program, page)
     finally:
         page.quit()
-        shutil.rmtree(profile, ignore_errors=True)
 
 
 if __name__ == "__main__":

@@ -222,19 +222,10 @@ void Client::onMessage(mosquitto*, void* object, const mosquitto_message* messag
 
 std::vector<std::string> Head::arguments(const Broker& broker,
                                          const std::vector<std::string>& more) {
-    std::vector<std::string> result = {kTwinProgram,
-                                       "--clock",
-                                       "real",
-                                       "--speed",
-                                       "10",
-                                       "--trace",
-                                       "--quiet",
-                                       "--state",
-                                       camera.pathOf("/.."),
-                                       "--mqtt",
-                                       "mqtt://127.0.0.1:" + std::to_string(broker.port),
-                                       "--name",
-                                       "cam7"};
+    std::vector<std::string> result =
+        wordsOf("--clock real --speed 10 --trace --quiet --state " + camera.pathOf("/..") +
+                " --mqtt mqtt://127.0.0.1:" + std::to_string(broker.port) + " --name cam7");
+    result.insert(result.begin(), kTwinProgram);
     result.insert(result.end(), more.begin(), more.end());
     return result;
 }

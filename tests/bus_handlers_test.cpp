@@ -73,7 +73,6 @@ TEST_F(BusHandlers, StoreWhatTheirValuesMean) {
         {"image.camN.exposure.current_gain", "12000", giCurrentGain, 12000},
         {"system.info.slave_cameras", "6", giSlaveCameras, 6},
         {"system.info.slave_cameras", "0", giSlaveCameras, 1},
-        {"system.info.slave_cameras", "-3", giSlaveCameras, 1},
         // Only the first of the four names is looked for with its dot.
         {"lens.camN.lightfront_left.color", "green", gaLightColor[0], 0},
         {"lens.camN.lightback_left.color", "blue", gaLightColor[2], 4},

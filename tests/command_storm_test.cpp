@@ -1,6 +1,5 @@
 // The daemon on real threads under more traffic than any camera sees.
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <fcntl.h>
 #include <pthread.h>
@@ -13,7 +12,6 @@
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -71,17 +69,11 @@ constexpr double kSpeed = 1000;
 class StormRealClock : public testing::Test {
 protected:
     StormRealClock() {
-        std::string pattern = testing::TempDir() + "/kestrel-test-XXXXXX";
-        directory_ = mkdtemp(pattern.data());
         twin::useRealClock(kSpeed);
-        EXPECT_EQ(twin::openFiles(directory_), "");
-        EXPECT_EQ(twin::makeHead({}, {{"pan.position", "10000"},
-                                      {"tilt.position", "2000"},
-                                      {"pan.counter", "10000"},
-                                      {"tilt.counter", "2000"}}),
-                  "");
-        std::ofstream(directory_ + kPositionFile) << positionFile(Positions{});
-        traceTo(directory_ + "/trace");
+        EXPECT_EQ(twin::openFiles(camera_.pathOf("")), "");
+        EXPECT_EQ(twin::makeHead({}, memoryOf(Positions{})), "");
+        camera_.write(kPositionFile, positionFile(Positions{}));
+        traceTo(camera_.pathOf("/trace"));
         twin::watchMotorLock();
         twin::startBus(twin::factorySettings());
         twin::startActor(
@@ -101,8 +93,7 @@ protected:
             std::fprintf(stderr, "%s\n", result->GetTestPartResult(i).message());
         }
         // The daemon still runs: it loses its files before they go.
-        std::filesystem::rename(directory_, directory_ + "-gone");
-        std::filesystem::remove_all(directory_ + "-gone");
+        std::filesystem::rename(camera_.pathOf(""), camera_.pathOf("-gone"));
     }
 
     template <typename Condition>
@@ -136,12 +127,11 @@ protected:
     // What follows in each of the trace's lines that begin so.
     std::vector<std::string> textsAfter(const std::string& begin) const {
         twin::flushOutput();
-        std::ifstream trace(directory_ + "/trace");
         std::vector<std::string> texts;
-        for (std::string line; std::getline(trace, line);) {
-            const std::size_t text = line.find(' ') + 1;
-            if (line.compare(text, begin.size(), begin) == 0) {
-                texts.push_back(line.substr(text + begin.size()));
+        for (const std::string& line : linesOf(camera_.read("/trace").value_or(""))) {
+            const auto event = readEvent(line);
+            if (event && event->line().starts_with(begin)) {
+                texts.push_back(event->line().substr(begin.size()));
             }
         }
         return texts;
@@ -173,7 +163,7 @@ private:
         close(descriptor);
     }
 
-    std::string directory_;
+    const Camera camera_;
 };
 
 // Every command carries a number of its own, which the daemon prints when it acts on it.

@@ -3,6 +3,7 @@
 // works and answers as they say.
 #include <gmock/gmock.h>
 
+#include <regex>
 #include <set>
 #include <string>
 #include <vector>
@@ -35,21 +36,17 @@ std::vector<std::vector<std::string>> fencedBlocks(const std::string& page) {
 
 // The keys in the first column of the table under the heading, in their order.
 std::vector<std::string> documentedKeys(const std::string& heading) {
+    static const std::regex row("\n\\| (`[^|]*`) \\|");
+    static const std::regex key("`([^`]+)`");
+    const std::string page = readSource("docs/bus-keys.md");
+    const std::size_t begin = page.find("\n## " + heading + "\n");
+    const std::string section = page.substr(begin, page.find("\n## ", begin + 1) - begin);
     std::vector<std::string> keys;
-    bool inside = false;
-    for (const std::string& line : linesOf(readSource("docs/bus-keys.md"))) {
-        if (line.starts_with("## ")) {
-            inside = line == "## " + heading;
-        }
-        if (!inside || !line.starts_with("| `")) {
-            continue;
-        }
-        const std::string column = line.substr(2, line.find(" |", 2) - 2);
-        for (std::size_t from = 0; (from = column.find('`', from)) != std::string::npos; ++from) {
-            const std::size_t to = column.find('`', from + 1);
-            keys.push_back(column.substr(from + 1, to - from - 1));
-            from = to;
-        }
+    for (std::sregex_iterator each(section.begin(), section.end(), row), none; each != none;
+         ++each) {
+        const std::string column = (*each)[1];
+        keys.insert(keys.end(), std::sregex_token_iterator(column.begin(), column.end(), key, 1),
+                    {});
     }
     return keys;
 }

@@ -7,6 +7,7 @@
 #include "focus/focus_stats.h"
 #include "focus/focus_sweep_adaptive.h"
 #include "platform/encoder.h"
+#include "session.h"
 #include "tests/twin_world.h"
 
 namespace {
@@ -22,8 +23,7 @@ constexpr int kPeakOfC = 1251;
 class FocusSweep : public TwinWorld {
 protected:
     static void standAt(int focus) {
-        build(0, {{"zoom.position", std::to_string(kZoom)},
-                  {"focus.position", std::to_string(focus)}});
+        build(0, memoryOf({.zoom = kZoom, .focus = focus}));
         ASSERT_EQ(PTZShmInit(), 0);
         selectLensType();
         setAxisPosition(::Axis::focus, focus);

@@ -70,14 +70,9 @@ public:
     }
 
     std::vector<std::string> headOptions(const std::string& user = "cam7") const {
-        return {"--mqtt",
-                "mqtts://localhost:" + std::to_string(broker.port),
-                "--mqtt-user",
-                user,
-                "--mqtt-ca",
-                broker.pathOf("authority.crt"),
-                "--mqtt-password-file",
-                broker.pathOf(user + ".password")};
+        return wordsOf("--mqtt mqtts://localhost:" + std::to_string(broker.port) + " --mqtt-user " +
+                       user + " --mqtt-ca " + broker.pathOf("authority.crt") +
+                       " --mqtt-password-file " + broker.pathOf(user + ".password"));
     }
     Account account(const std::string& user) const {
         return {user, "word of " + user, broker.pathOf("authority.crt")};

@@ -152,6 +152,11 @@ std::vector<std::string> linesOf(const std::string& text) {
     return lines;
 }
 
+std::vector<std::string> wordsOf(const std::string& text) {
+    std::istringstream words(text);
+    return {std::istream_iterator<std::string>(words), {}};
+}
+
 std::string Event::line() const {
     return kind + " " + text;
 }
@@ -257,6 +262,16 @@ nlohmann::json Session::head(std::size_t index) const {
     return {};
 }
 
+std::map<std::string, std::string> memoryOf(const Positions& positions) {
+    std::map<std::string, std::string> memory = {{"pan.counter", std::to_string(positions.pan)},
+                                                 {"tilt.counter", std::to_string(positions.tilt)}};
+    for (const auto& [axis, position] : kAxisPositions) {
+        memory[axis + std::string(".position")] = std::to_string(positions.*position);
+        memory[axis + std::string(".lost")] = "0";
+    }
+    return memory;
+}
+
 std::string positionFile(const Positions& positions) {
     std::array<std::int32_t, 30> words{};
     words[13] = positions.zoom;
@@ -299,13 +314,9 @@ Camera::Camera(const Positions& positions, int lensType) : Camera(lensType) {
         std::filesystem::remove(entry.path());
     }
     std::filesystem::remove(directory_ + "/state/bus");
-    for (const auto& [name, position] : kAxisPositions) {
-        const std::string axis = name;
-        remember(axis + ".position", std::to_string(positions.*position));
-        remember(axis + ".lost", "0");
+    for (const auto& [name, value] : memoryOf(positions)) {
+        remember(name, value);
     }
-    remember("pan.counter", std::to_string(positions.pan));
-    remember("tilt.counter", std::to_string(positions.tilt));
     write(kPositionFile, positionFile(positions));
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -11,6 +12,7 @@
 #include <vector>
 
 std::vector<std::string> linesOf(const std::string& text);
+std::vector<std::string> wordsOf(const std::string& text);
 
 // One line of a trace.
 struct Event {
@@ -81,6 +83,9 @@ inline constexpr std::pair<const char*, int Positions::*> kAxisPositions[] = {
     {"pan", &Positions::pan},   {"tilt", &Positions::tilt},   {"rotate", &Positions::rotate},
     {"zoom", &Positions::zoom}, {"focus", &Positions::focus}, {"iris", &Positions::iris},
 };
+
+// What the mechanism remembers that stands there, its counters true.
+std::map<std::string, std::string> memoryOf(const Positions& positions);
 
 inline constexpr const char* kPositionFile = "/mnt/nand/Pos.bin";
 

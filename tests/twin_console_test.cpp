@@ -3,9 +3,7 @@
 #include <sys/wait.h>
 
 #include <csignal>
-#include <iterator>
 #include <regex>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -209,8 +207,7 @@ TEST(TwinCommandLine, RefusesWhatItDoesNotKnowInOneLine) {
         {"--replay /dev/null --compare --clock real", "--compare is accepted with the virtual cl"},
     };
     for (const auto& [options, says] : cases) {
-        std::istringstream words(options);
-        std::vector<std::string> program{std::istream_iterator<std::string>(words), {}};
+        std::vector<std::string> program = wordsOf(options);
         program.insert(program.begin(), kTwinProgram);
         Process twin(program);
         EXPECT_THAT(linesOf(twin.finish()),

@@ -8,6 +8,7 @@
 
 #include "platform/i2c.h"
 #include "platform/motor_mcu.h"
+#include "session.h"
 #include "tests/twin_world.h"
 
 namespace {
@@ -52,11 +53,7 @@ protected:
     }
 
     static void stand(const char* mount, int pan, int tilt, int rotate) {
-        build(0,
-              {{"pan.position", std::to_string(pan)},
-               {"tilt.position", std::to_string(tilt)},
-               {"rotate.position", std::to_string(rotate)}},
-              mount);
+        build(0, memoryOf({.pan = pan, .tilt = tilt, .rotate = rotate}), mount);
     }
 };
 

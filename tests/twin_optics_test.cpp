@@ -3,6 +3,7 @@
 
 #include "platform/encoder.h"
 #include "platform/motor_mcu.h"
+#include "session.h"
 #include "tests/twin_world.h"
 
 namespace {
@@ -10,8 +11,7 @@ namespace {
 class TwinOptics : public TwinWorld {
 protected:
     static void look(int lensType, int zoom, int focus) {
-        build(lensType,
-              {{"zoom.position", std::to_string(zoom)}, {"focus.position", std::to_string(focus)}});
+        build(lensType, memoryOf({.zoom = zoom, .focus = focus}));
         EXPECT_EQ(PTZShmInit(), 0);
     }
 

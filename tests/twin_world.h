@@ -4,12 +4,11 @@
 
 #include <gtest/gtest.h>
 
-#include <iterator>
 #include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
+#include "session.h"
 #include "twin/camera/head.h"
 #include "twin/clock/actors.h"
 #include "twin/world/faults.h"
@@ -39,10 +38,8 @@ protected:
 
     // Executes the words of a `fault` command; its answer's first line.
     static std::string fault(const std::string& text, bool accepted = true) {
-        std::istringstream stream(text);
-        const std::vector<std::string> words(std::istream_iterator<std::string>(stream), {});
         bool ok = true;
-        const std::string answer = twin::faultCommand(words, ok).at(0);
+        const std::string answer = twin::faultCommand(wordsOf(text), ok).at(0);
         EXPECT_EQ(ok, accepted) << text << ": " << answer;
         return answer;
     }

@@ -4,7 +4,6 @@ usage: page_screenshots.py KESTREL_TWIN FOLDER
 """
 
 import pathlib
-import shutil
 import sys
 import tempfile
 
@@ -43,8 +42,7 @@ MOMENT = 52  # seconds on its time line
 def main(program, folder):
     folder = pathlib.Path(folder)
     folder.mkdir(parents=True, exist_ok=True)
-    profile = tempfile.mkdtemp()
-    page = Browser(profile)
+    page = Browser()
     try:
         for name, options, commands in STATES:
             twin = Twin(program, *options)
@@ -55,7 +53,6 @@ def main(program, folder):
         take_recording(program, page, folder)
     finally:
         page.quit()
-        shutil.rmtree(profile, ignore_errors=True)
 
 
 def take(page, twin, folder, name, commands):

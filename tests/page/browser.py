@@ -1,14 +1,14 @@
 """A real Chromium, and what a person does with it."""
 
 import json
-import time
 
 from selenium import webdriver
+from selenium.common.exceptions import TimeoutException
 from selenium.webdriver import ActionChains
 from selenium.webdriver.chrome.options import Options
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
-from selenium.webdriver.support.ui import Select
+from selenium.webdriver.support.ui import Select, WebDriverWait
 
 PATIENCE = 15  # seconds until a condition counts as not met
 
@@ -18,10 +18,10 @@ FLAGS = ("--headless=new", "--no-sandbox", "--use-angle=swiftshader", "--enable-
 
 
 class Browser:
-    def __init__(self, profile):
+    def __init__(self):
         options = Options()
         options.binary_location = "/usr/bin/chromium"
-        for flag in (*FLAGS, f"--user-data-dir={profile}"):
+        for flag in FLAGS:
             options.add_argument(flag)
         options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
         self.driver = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
@@ -52,26 +52,14 @@ class Browser:
 
     def wait(self, condition, meaning):
         """Polls until the condition holds; its value."""
-        end = time.monotonic() + PATIENCE
-        while True:
-            value = condition()
-            if value:
-                return value
-            if time.monotonic() > end:
-                raise AssertionError(f"not within {PATIENCE} s: {meaning}")
-            time.sleep(0.01)
+        return WebDriverWait(self.driver, PATIENCE, 0.01).until(lambda _: condition(), meaning)
 
     def wait_equal(self, value, expected, meaning):
         """Polls until the value is the expected one; says what it was if it never is."""
-        seen = []
-
-        def equal():
-            seen[:] = [value()]
-            return seen[0] == expected
         try:
-            self.wait(equal, meaning)
-        except AssertionError as error:
-            raise AssertionError(f"{error}: {seen[0]!r}, expected {expected!r}") from None
+            self.wait(lambda: value() == expected, meaning)
+        except TimeoutException:
+            raise AssertionError(f"{meaning}: {value()!r}, expected {expected!r}") from None
 
     def drawn(self):
         """Waits until the browser has laid out and drawn what there is."""

@@ -9,12 +9,11 @@ import json
 import math
 import pathlib
 import re
-import shutil
 import sys
 import tempfile
 import unittest
 
-from PIL import Image
+from PIL import Image, ImageChops, ImageStat
 from selenium.webdriver.support.ui import Select
 
 from browser import Browser
@@ -31,10 +30,9 @@ HIGH = {"front_left": "red", "front_right": "blue", "back_left": "green", "back_
 
 
 def setUpModule():
-    global twin, page, profile
-    profile = tempfile.mkdtemp()
+    global twin, page
     twin = Twin(PROGRAM)
-    page = Browser(profile)
+    page = Browser()
     page.size(1200, 800)
     page.theme("light")
     twin.run(BOOT)
@@ -45,13 +43,6 @@ def setUpModule():
 def tearDownModule():
     page.quit()
     twin.stop()
-    shutil.rmtree(profile, ignore_errors=True)
-
-
-def settled():
-    """Every axis at rest, as the page shows it."""
-    twin.run(20)
-    shows_positions()
 
 
 def encoding():
@@ -59,9 +50,15 @@ def encoding():
     return tuple(twin.key(f"image.camN.{name}") == "on" for name in ("flip", "mirror", "rotate"))
 
 
-def choose_speed(speed):
-    page.script("const slider = document.getElementById('speed'); slider.value = arguments[0];"
-                "slider.dispatchEvent(new Event('input'))", speed)
+def enter(selector, value, event="input"):
+    page.script("const control = document.querySelector(arguments[0]); control.value = arguments[1];"
+                "control.dispatchEvent(new Event(arguments[2]))", selector, value, event)
+
+
+def key(element, name, up=False, shift=False):
+    page.script("arguments[0].focus(); arguments[0].dispatchEvent(new KeyboardEvent(arguments[2], {key: arguments[1],"
+                " shiftKey: arguments[3], bubbles: true, cancelable: true}))",
+                element, name, "keyup" if up else "keydown", shift)
 
 
 def shows_positions():
@@ -100,8 +97,8 @@ class Buttons(unittest.TestCase):
         shows_positions()
 
     def test_a_diagonal_moves_both_axes_at_the_chosen_speed(self):
-        choose_speed(8)
-        self.addCleanup(choose_speed, 5)
+        enter("#speed", 8)
+        self.addCleanup(enter, "#speed", 5)
         before = twin.head()
         button = page.named("up and left", "#steer")
         page.forget_sent()
@@ -156,8 +153,7 @@ class Buttons(unittest.TestCase):
             with self.subTest(usage):
                 page.forget_sent()
                 page.show(choice)
-                page.script("arguments[0].value = arguments[1]; arguments[0].dispatchEvent(new Event('change'))",
-                            choice, usage)
+                enter("#fault-name", usage, "change")
                 command = f"fault {page.script('return document.getElementById(`fault-text`).value')}"
                 page.find(".inject button").click()
                 page.wait_sent(command)
@@ -272,8 +268,7 @@ class Recording(unittest.TestCase):
     BEGINNINGS = (0.0, 44.2, 78.2073)
 
     def go(self, boot, t):
-        page.script("const slider = document.querySelector('.player input'); slider.value = arguments[0];"
-                    "slider.dispatchEvent(new Event('input'))", math.ceil((self.BEGINNINGS[boot] + t) / 0.04 - 1e-6))
+        enter(".player input", math.ceil((self.BEGINNINGS[boot] + t) / 0.04 - 1e-6))
 
     def moment(self):
         """The boot and its time, as the player says."""
@@ -365,9 +360,6 @@ class Recording(unittest.TestCase):
         self.check(2, self.told[2][-1])
 
     def test_keyboard(self):
-        def key(name, target="body", shift=False):
-            page.script("document.querySelector(arguments[1]).dispatchEvent(new KeyboardEvent('keydown', "
-                        "{key: arguments[0], shiftKey: arguments[2], bubbles: true, cancelable: true}))", name, target, shift)
         self.go(0, 20)
         # On the picture and the bars the arrow keys would steer a camera.
         rows = (("ArrowRight", "body", False, (0, 21.0)), ("ArrowLeft", ".stage", False, (0, 20.0)),
@@ -376,17 +368,17 @@ class Recording(unittest.TestCase):
                 ("End", ".player input", False, (2, 0.8)), ("PageUp", "body", False, (2, 0.03)),
                 ("PageUp", "body", False, (1, 33.01)), ("PageDown", "body", False, (2, 0.03)), ("Home", ".player input", False, (0, 0.0)))
         for name, target, shift, moment in rows:
-            key(name, target, shift)
+            key(page.find(target), name, shift=shift)
             page.wait_equal(self.moment, moment, f"{name} on {target}")
         # So slow that it has not come to the end when a busy machine gets round to the next key.
         Select(page.named("Speed of the recording")).select_by_value("0.25")
-        key(" ")
+        key(page.find("body"), " ")
         page.wait(lambda: self.moment()[1] > 0.1, "the space bar plays")
-        key(" ")
+        key(page.find("body"), " ")
         paused = self.moment()
         page.drawn()
         self.assertEqual(self.moment(), paused, "and pauses")
-        key("ArrowRight", ".tools input")
+        key(page.find(".tools input"), "ArrowRight")
         self.assertEqual(self.moment(), paused, "a search is typed in peace")
 
     def test_nobody_steers(self):
@@ -423,20 +415,17 @@ class Shown(unittest.TestCase):
         """The lean of up, from where the sky is: blue exceeds green there, and nowhere on the ground."""
         small = picture.resize((160, 90))
         radius = 24 if portrait else 44
-        sums = {True: [0, 0, 0], False: [0, 0, 0]}
-        for y in range(90):
-            for x in range(160):
-                r, g, b = small.getpixel((x, y))
+        sky, land = [], []
+        for x in range(160):
+            for y in range(90):
                 # A round part, so that the corners of the frame pull nowhere.
-                if (x - 80) ** 2 + (y - 45) ** 2 < radius ** 2:
-                    count = sums[b > g + 8]
-                    count[0] += x
-                    count[1] += y
-                    count[2] += 1
-        sky, land = sums[True], sums[False]
-        if min(sky[2], land[2]) < 150:
-            raise AssertionError(f"no horizon in the picture: {sky[2]} and {land[2]} of its points")
-        return math.degrees(math.atan2(sky[0] / sky[2] - land[0] / land[2], land[1] / land[2] - sky[1] / sky[2]))
+                if math.hypot(x - 80, y - 45) < radius:
+                    _, g, b = small.getpixel((x, y))
+                    (sky if b > g + 8 else land).append(complex(x, -y))
+        if min(len(sky), len(land)) < 150:
+            raise AssertionError(f"no horizon in the picture: {len(sky)} and {len(land)} of its points")
+        up = sum(sky) / len(sky) - sum(land) / len(land)
+        return math.degrees(math.atan2(up.real, up.imag))
 
     def check_roll(self, head, settings):
         expected = roll_of(head, *settings)
@@ -638,9 +627,6 @@ class Whole(unittest.TestCase):
         self.assertEqual(page.text(shown), "66")
 
     def test_keyboard(self):
-        def key(element, name, down=True):
-            page.script("arguments[0].focus(); arguments[0].dispatchEvent(new KeyboardEvent(arguments[2], "
-                        "{key: arguments[1], bubbles: true, cancelable: true}))", element, name, "keydown" if down else "keyup")
         before = twin.position("tilt")
         up = page.named("up", "#steer")
         begin, end = up.get_attribute("data-command").split("\n")
@@ -648,7 +634,7 @@ class Whole(unittest.TestCase):
         key(up, " ")
         page.wait_sent(begin)
         twin.run(0.3)
-        key(up, " ", down=False)
+        key(up, " ", up=True)
         page.wait_sent(end)
         twin.run(3)
         self.assertGreater(twin.position("tilt"), before)
@@ -658,7 +644,7 @@ class Whole(unittest.TestCase):
         page.forget_sent()
         key(page.find(".stage"), "ArrowLeft")
         page.wait_sent("set lens.camN.pan left:5")
-        key(page.find(".stage"), "ArrowLeft", down=False)
+        key(page.find(".stage"), "ArrowLeft", up=True)
         page.wait_sent("set lens.camN.pan stop")
         twin.run(5)
 
@@ -708,19 +694,16 @@ def turn(angle):
 
 
 def mean_light(picture):
-    points = list(picture.convert("L").resize((64, 36)).getdata())
-    return sum(points) / len(points)
+    return ImageStat.Stat(picture.convert("L")).mean[0]
 
 
 def edge_energy(picture):
     """The squared differences of neighbours: what a blur takes away."""
     grey = picture.convert("L")
     width, height = grey.size
-    # The middle, where neither readings nor the frame are.
-    grey = grey.crop((width // 4, height // 4, 3 * width // 4, 3 * height // 4))
-    width, height = grey.size
-    points = list(grey.getdata())
-    return sum((points[i] - points[i - 1]) ** 2 for i in range(1, len(points)) if i % width) / len(points)
+    # The middle, where neither readings nor the frame are, and what lies a point beside it.
+    middle, beside = (grey.crop((width // 4 + x, height // 4, 3 * width // 4 + x, 3 * height // 4)) for x in (0, 1))
+    return ImageStat.Stat(ImageChops.difference(middle, beside)).sum2[0]
 
 
 if __name__ == "__main__":
