@@ -12,6 +12,7 @@
 #include "orientation/install_detection.h"
 #include "orientation/rotate_mode.h"
 #include "paths.h"
+#include "session.h"
 
 namespace {
 
@@ -111,9 +112,8 @@ void expectBound(Found (*find)(const Angles&), const std::string& name, const An
 
 // The file says what its rows mean.
 TEST(OrientationCases, HoldUpToTheirBounds) {
-    std::istringstream file(readSource("tests/data/orientation-cases.txt"));
     int rows = 0;
-    for (std::string line; std::getline(file, line);) {
+    for (const std::string& line : linesOf(readSource("tests/data/orientation-cases.txt"))) {
         std::istringstream row(line);
         std::string table, name, example, settings;
         if (line.starts_with("#") || !(row >> table >> name >> example >> settings)) {

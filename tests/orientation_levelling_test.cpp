@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <sstream>
 #include <string>
 
 #include "axis/axes.h"
@@ -158,9 +157,8 @@ TEST_F(OrientationSweep, VisitsTheRangeFromItsEndAndGivesUp) {
         setAxisPosition(Axis::rotate, row.start);
         testing::internal::CaptureStdout();
         AutoSearch(row.mode);
-        std::istringstream lines(testing::internal::GetCapturedStdout());
         std::string visited;
-        for (std::string word; lines >> word;) {
+        for (const std::string& word : wordsOf(testing::internal::GetCapturedStdout())) {
             visited += word.starts_with("rotate:") ? word.substr(7) + " " : "";
         }
         EXPECT_EQ(visited, row.visited) << row.mode << " from " << row.start;
@@ -176,8 +174,7 @@ TEST_F(OrientationSweep, TheServoJudgesTheStepThatEndsAtALimit) {
     testing::internal::CaptureStdout();
     RotateToPitch(drive, 270);
     std::string turns;
-    std::istringstream lines(testing::internal::GetCapturedStdout());
-    for (std::string line; std::getline(lines, line);) {
+    for (const std::string& line : linesOf(testing::internal::GetCapturedStdout())) {
         turns += line.starts_with("Wrong") ? line.substr(line.find("...") + 3) + " " : "";
     }
     EXPECT_EQ(turns, "-1 1 -1 ");

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <optional>
-#include <sstream>
 #include <string>
 
 #include "control_state.h"
@@ -18,9 +17,8 @@ protected:
     static std::string called(LensLoopState& state) {
         testing::internal::CaptureStdout();
         watchOrientation(state);
-        std::istringstream lines(testing::internal::GetCapturedStdout());
         std::string calls;
-        for (std::string line; std::getline(lines, line);) {
+        for (const std::string& line : linesOf(testing::internal::GetCapturedStdout())) {
             calls += line.starts_with("in RotateMode") ? line.substr(13) + " " : "";
         }
         return calls;
@@ -58,8 +56,7 @@ TEST_F(OrientationWatchSteps, MovesThatEndAreSeenAndPresetRunsInModeAuto) {
             giGyroCheck = check;
             LensLoopState state;
             std::string calls;
-            std::istringstream passes(row.moves);
-            for (std::string states; passes >> states;) {
+            for (const std::string& states : wordsOf(row.moves)) {
                 iPanMove = states[0] - '0';
                 iRotateMove = states[1] - '0';
                 calls += called(state);

@@ -85,8 +85,7 @@ std::string transcript(const Boot& boot, const std::string& output) {
     text << '\n';
     bool begun = boot.whole;
     std::int64_t start = 0;
-    std::istringstream lines(output);
-    for (std::string line; std::getline(lines, line);) {
+    for (const std::string& line : ::linesOf(output)) {
         const auto event = readEvent(line);
         if (line == "= ok") {
             continue;
