@@ -156,6 +156,15 @@ TEST_F(BusHandlers, KnowTheWordsOfTheKeyPageAndNoOthers) {
     EXPECT_EQ(setting, std::end(kSettings));
 }
 
+TEST_F(BusHandlers, LedSwitchesTakeTheFirstTenNumbersCutToEightBits) {
+    listen({{"lens.global.led_ctrl", "1,2,3,4,5,6,7,8,9,10,11"}});
+    EXPECT_EQ(gaLedCtrl[9], 10);
+    set("lens.global.led_ctrl", ",,300,,x");
+    EXPECT_EQ(gaLedCtrl[0], 44);
+    EXPECT_EQ(gaLedCtrl[1], 0);
+    EXPECT_EQ(gaLedCtrl[2], 3);
+}
+
 TEST_F(BusHandlers, PresentValuesAreReadAtRegistration) {
     listen({{"demo.ptz.mode", "9"},
             {"demo.led.mode", "9"},
