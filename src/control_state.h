@@ -110,9 +110,9 @@ extern constinit SharedInt giPanTarget, giTiltTarget, giNewRotat, giZoomTarget, 
 // others: a step multiplier.
 extern constinit SharedInt iPanContinuous, iTiltContinuous, iRotateContinuous, iZoomContinuous,
     iFocusContinuous, iIrisContinuous;
-// 1 while the main thread carries out a word of the axis (order of `Axis`): half of it may be
-// stored.
-extern constinit SharedInt gaWordComing[6];
+// 1 while the main thread stores what a word asks for that ends the axis's continuous command and
+// has it move to a target (order of `Axis`).
+extern constinit SharedInt gaMoveComing[6];
 // Move states.
 enum MoveState : std::int32_t {
     kMoveIdle = 0,

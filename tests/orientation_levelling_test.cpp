@@ -170,9 +170,9 @@ TEST_F(OrientationSweep, TheServoJudgesTheStepThatEndsAtALimit) {
     build(0, {{"pan.position", "0"}, {"tilt.position", "640"}, {"rotate.position", "100"}});
     gLensRange[kRotateMaximum] = 10666;
     setAxisPosition(Axis::rotate, 100);
-    RotateDrive drive = {100};
+    giNewRotat = 100;
     testing::internal::CaptureStdout();
-    RotateToPitch(drive, 270);
+    RotateToPitch(270);
     std::string turns;
     for (const std::string& line : linesOf(testing::internal::GetCapturedStdout())) {
         turns += line.starts_with("Wrong") ? line.substr(line.find("...") + 3) + " " : "";
@@ -183,9 +183,9 @@ TEST_F(OrientationSweep, TheServoJudgesTheStepThatEndsAtALimit) {
     fault("sensor-frozen");
     gLensRange[kRotateMaximum] = 450;
     setAxisPosition(Axis::rotate, 400);
-    drive.target = 400;
+    giNewRotat = 400;
     const twin::Microseconds start = twin::now();
-    RotateToYaw(drive, 360);
+    RotateToYaw(360);
     EXPECT_EQ(twin::now() - start, 25 * 43'000 + 83'000);
 }
 

@@ -144,9 +144,9 @@ void setHomeFile() {
 }
 
 void clearHomeFile() {
-    if (giHomeFileSet == 1) {
+    // The flag first: a marker that is made meanwhile can then be cleared by the next call.
+    if (replaceIfUnchanged(giHomeFileSet, 1, 0)) {
         removeFile(kHomeFile);
-        giHomeFileSet = 0;
     }
 }
 

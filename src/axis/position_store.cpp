@@ -28,7 +28,7 @@ static_assert(sizeof(Record) == 120);
 void adoptRestingPosition(Axis axis) {
     const std::int32_t position = axisPosition(axis);
     gaLastPublished[static_cast<std::size_t>(axis)] = position;
-    replaceTarget(axis, position);
+    setTarget(axis, position);
 }
 
 std::int32_t readRecord(int fd, Record& record) {

@@ -4,7 +4,7 @@
 #include <cstdint>
 
 // Writes the axis table, byte for byte, to the position file. Takes the present pan and tilt
-// positions as published and, where no absolute order waits, as targets. A file that cannot be
+// positions as published and as targets. A file that cannot be
 // opened is passed over in silence. Lens thread.
 void savePositions();
 

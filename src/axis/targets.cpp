@@ -97,10 +97,6 @@ bool orderWaits(Axis axis) {
     return waitingOrder(axis) != kNoOrder;
 }
 
-bool replaceTarget(Axis axis, std::int32_t next) {
-    if (isAbsolute(waitingOrder(axis))) {
-        return false;
-    }
+void setTarget(Axis axis, std::int32_t next) {
     *axisRow(axis).target = next;
-    return true;
 }

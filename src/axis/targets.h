@@ -43,6 +43,5 @@ bool isByWord(const TakenTarget& taken);
 // Whether something has been ordered that the lens loop has not taken yet. Lens thread.
 bool orderWaits(Axis axis);
 
-// Makes `next` the axis's target, unless an absolute order waits; whether it did. Lens thread (and
-// start-up).
-bool replaceTarget(Axis axis, std::int32_t next);
+// Makes `next` the axis's target; what waits is carried out afterwards. Lens thread (and start-up).
+void setTarget(Axis axis, std::int32_t next);

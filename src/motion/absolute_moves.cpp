@@ -15,8 +15,7 @@
 namespace {
 
 // Whether the axis's target differs from its position. The target is then forced into the range, in
-// `target` and, unless an absolute order has arrived, in the shared state; the move works with the
-// copy.
+// `target` and in the shared state.
 bool hasToMove(Axis axis, std::int32_t& target) {
     const TakenTarget taken = takeTarget(axis);
     // Also by a word that leads nowhere.
@@ -28,7 +27,7 @@ bool hasToMove(Axis axis, std::int32_t& target) {
         return false;
     }
     target = clampToAxis(axis, target);
-    replaceTarget(axis, target);
+    setTarget(axis, target);
     return true;
 }
 

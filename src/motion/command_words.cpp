@@ -130,23 +130,20 @@ bool isPrefix(Effect effect) {
 }
 
 // The lens loop acts on the order, so that goes last.
-void requestMove(const WordTable& table, std::int32_t target) {
+void requestMove(const WordTable& table, std::int32_t steps,
+                 void (*order)(Axis axis, std::int32_t steps)) {
     const AxisRow& axis = axisRow(table.axis);
+    SharedInt& coming = gaMoveComing[static_cast<std::size_t>(table.axis)];
+    coming = 1;
     *axis.continuous = 0;
     *axis.move = table.requestState;
-    orderTargetByWord(table.axis, target);
+    order(table.axis, steps);
+    coming = 0;
 }
 
 void requestMoveAsIs(const WordTable& table, std::int32_t target) {
     *axisRow(table.axis).continuous = 0;
     orderTargetByWord(table.axis, target);
-}
-
-void requestRelativeMove(const WordTable& table, std::int32_t steps) {
-    const AxisRow& axis = axisRow(table.axis);
-    *axis.continuous = 0;
-    *axis.move = table.requestState;
-    orderRelative(table.axis, steps);
 }
 
 // The number after a colon, or full speed without one, with the direction's sign.
@@ -190,10 +187,10 @@ void apply(const WordTable& table, const WordRow& row, const char* rest) {
             iFocusContinuous = 0;
             break;
         case toMaximum:
-            requestMove(table, axisMaximum(table.axis));
+            requestMove(table, axisMaximum(table.axis), orderTargetByWord);
             break;
         case toMinimum:
-            requestMove(table, axisMinimum(table.axis));
+            requestMove(table, axisMinimum(table.axis), orderTargetByWord);
             break;
         case toMaximumAsIs:
             requestMoveAsIs(table, axisMaximum(table.axis));
@@ -202,10 +199,10 @@ void apply(const WordTable& table, const WordRow& row, const char* rest) {
             requestMoveAsIs(table, axisMinimum(table.axis));
             break;
         case absolute:
-            requestMove(table, clampToAxis(table.axis, parseDecimal(rest)));
+            requestMove(table, clampToAxis(table.axis, parseDecimal(rest)), orderTargetByWord);
             break;
         case relative:
-            requestRelativeMove(table, parseDecimal(rest));
+            requestMove(table, parseDecimal(rest), orderRelative);
             break;
         case pan:
             runPan(row, rest);
@@ -227,10 +224,7 @@ void interpret(const WordTable& table, const char* word) {
         if (row.dropsHomeMarker) {
             clearHomeFile();
         }
-        SharedInt& coming = gaWordComing[static_cast<std::size_t>(table.axis)];
-        coming = 1;
         apply(table, row, word + std::strlen(row.word));
-        coming = 0;
         return;
     }
 }

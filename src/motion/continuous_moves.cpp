@@ -45,34 +45,34 @@ void announce(const char* notice) {
     }
 }
 
-// A continuous command, 0 for none, and the target that it found.
+// A continuous command, 0 for none, and the move state and the target that it found.
 struct Continuous {
     std::int32_t command = 0;
+    std::int32_t move = kMoveIdle;
     std::int32_t before = 0;
 };
 
-// What waits for the target is taken before the command is read, as a command word stores them the
-// other way round. Without a command it goes on waiting, for an absolute move.
+// What waits for the target is taken, and the move state read, before the command is, as a command
+// word stores them the other way round. Without a command it goes on waiting, for an absolute move.
 Continuous takeContinuous(Axis axis) {
     const SharedInt& shared = *axisRow(axis).continuous;
     if (shared == 0) {
         return {};
     }
     const TakenTarget taken = takeTarget(axis);
+    const std::int32_t move = *axisRow(axis).move;
     const std::int32_t command = shared;
     if (command == 0) {
         putBack(axis, taken);
     }
-    return {command, taken.target};
+    return {command, move, taken.target};
 }
 
-void enterContinuous(Axis axis) {
-    SharedInt& move = *axisRow(axis).move;
-    const std::int32_t read = move;
-    if (read != kMoveContinuous) {
+void enterContinuous(Axis axis, std::int32_t move) {
+    if (move != kMoveContinuous) {
         publishStatus(axis, "run");
     }
-    replaceIfUnchanged(move, read, kMoveContinuous);
+    replaceIfUnchanged(*axisRow(axis).move, move, kMoveContinuous);
 }
 
 // The wanted target forced into the range. Beyond an end it also ends the continuous command, in
@@ -87,8 +87,11 @@ std::int32_t stepTarget(Axis axis, std::int64_t wanted, std::int32_t& command) {
     return target;
 }
 
-void stepLens(const LensRow& row, LensLoopState& state, std::int32_t before,
-              std::int32_t& command) {
+void stepLens(const LensRow& row, LensLoopState& state, Continuous& taken) {
+    // Each time, as a run that this move waits for, or overtakes, makes the home marker anew.
+    if (row.axis == Axis::rotate) {
+        clearHomeFile();
+    }
     if (row.isReady() != 0) {
         if (row.busyEndsPreset) {
             resetPresetGoal(state);
@@ -98,15 +101,15 @@ void stepLens(const LensRow& row, LensLoopState& state, std::int32_t before,
     if (row.leadsTheHead) {
         setMotorPower(1);
     }
-    enterContinuous(row.axis);
-    const std::int64_t wanted = before + std::int64_t{row.stepSize} * command;
-    const std::int32_t target = stepTarget(row.axis, wanted, command);
+    enterContinuous(row.axis, taken.move);
+    const std::int64_t wanted = taken.before + std::int64_t{row.stepSize} * taken.command;
+    const std::int32_t target = stepTarget(row.axis, wanted, taken.command);
     if (target < wanted) {
         announce(row.atMaximum);
     } else if (target > wanted) {
         announce(row.atMinimum);
     }
-    replaceTarget(row.axis, target);
+    setTarget(row.axis, target);
     if (row.leadsTheHead) {
         resetPresetGoal(state);
     }
@@ -116,17 +119,17 @@ void stepLens(const LensRow& row, LensLoopState& state, std::int32_t before,
 // Whether a continuous move is over; not yet if its command may have been ended by a word whose own
 // move is still to come, or there would be a "stop" in between.
 bool isOver(Axis axis, std::int32_t command) {
-    return command == 0 && gaWordComing[static_cast<std::size_t>(axis)] == 0 &&
+    return command == 0 && gaMoveComing[static_cast<std::size_t>(axis)] == 0 &&
            *axisRow(axis).move == kMoveContinuous;
 }
 
 // Whether a continuous move ended in this pass.
 bool continuousLens(const LensRow& row, LensLoopState& state) {
-    auto [command, before] = takeContinuous(row.axis);
-    if (command != 0) {
-        stepLens(row, state, before, command);
+    Continuous taken = takeContinuous(row.axis);
+    if (taken.command != 0) {
+        stepLens(row, state, taken);
     }
-    if (!isOver(row.axis, command)) {
+    if (!isOver(row.axis, taken.command)) {
         return false;
     }
     if (row.waitReady != nullptr) {
@@ -147,31 +150,33 @@ std::int32_t speedCode(std::int32_t command, std::int32_t fastest) {
 }
 
 // Pan steps from its previous target, tilt from its position; meant so.
-void stepPan(LensLoopState& state, std::int32_t before, std::int32_t& command) {
+void stepPan(LensLoopState& state, Continuous& taken) {
     if (panIsBusy() != 0) {
         resetPresetGoal(state);
         return;
     }
-    enterContinuous(Axis::pan);
-    const std::int32_t speed = speedCode(command, kPanContinuousSpeed);
-    const std::int64_t wanted = std::int64_t{before} + (command > 0 ? kPanStep : -kPanStep);
-    const std::int32_t target = stepTarget(Axis::pan, wanted, command);
-    replaceTarget(Axis::pan, target);
+    enterContinuous(Axis::pan, taken.move);
+    const std::int32_t speed = speedCode(taken.command, kPanContinuousSpeed);
+    const std::int64_t wanted =
+        std::int64_t{taken.before} + (taken.command > 0 ? kPanStep : -kPanStep);
+    const std::int32_t target = stepTarget(Axis::pan, wanted, taken.command);
+    setTarget(Axis::pan, target);
     resetPresetGoal(state);
     setAxisPosition(Axis::pan, panMoveToSpeed(axisPosition(Axis::pan), target, speed));
 }
 
-void stepTilt(LensLoopState& state, std::int32_t& command) {
+void stepTilt(LensLoopState& state, Continuous& taken) {
     if (tiltIsBusy() != 0) {
         resetPresetGoal(state);
         return;
     }
-    enterContinuous(Axis::tilt);
+    enterContinuous(Axis::tilt, taken.move);
     const std::int32_t position = axisPosition(Axis::tilt);
-    const std::int32_t speed = speedCode(command, kTiltContinuousSpeed);
-    const std::int64_t wanted = std::int64_t{position} + (command > 0 ? kTiltStep : -kTiltStep);
-    const std::int32_t target = stepTarget(Axis::tilt, wanted, command);
-    replaceTarget(Axis::tilt, target);
+    const std::int32_t speed = speedCode(taken.command, kTiltContinuousSpeed);
+    const std::int64_t wanted =
+        std::int64_t{position} + (taken.command > 0 ? kTiltStep : -kTiltStep);
+    const std::int32_t target = stepTarget(Axis::tilt, wanted, taken.command);
+    setTarget(Axis::tilt, target);
     std::printf("iTiltContinuous=%d/%d speed=%d\n", target, position, speed);
     resetPresetGoal(state);
     setAxisPosition(Axis::tilt, tiltMoveToSpeed(position, target, speed));
@@ -201,27 +206,23 @@ void continuousZoom(LensLoopState& state) {
 }
 
 void continuousRotate(LensLoopState& state) {
-    // As the move begins, also once more after a homing, which makes the home marker anew.
-    if (iRotateContinuous != 0 && iRotateMove != kMoveContinuous) {
-        clearHomeFile();
-    }
     continuousLens(kRotateRow, state);
 }
 
 void continuousPan(LensLoopState& state) {
-    auto [command, before] = takeContinuous(Axis::pan);
-    if (command != 0) {
-        stepPan(state, before, command);
+    Continuous taken = takeContinuous(Axis::pan);
+    if (taken.command != 0) {
+        stepPan(state, taken);
     }
-    endHeadMove(Axis::pan, command, panWaitIdle, "iPanContinuous=stop");
+    endHeadMove(Axis::pan, taken.command, panWaitIdle, "iPanContinuous=stop");
 }
 
 void continuousTilt(LensLoopState& state) {
-    std::int32_t command = takeContinuous(Axis::tilt).command;
-    if (command != 0) {
-        stepTilt(state, command);
+    Continuous taken = takeContinuous(Axis::tilt);
+    if (taken.command != 0) {
+        stepTilt(state, taken);
     }
-    endHeadMove(Axis::tilt, command, tiltWaitIdle, "iTiltContinuous=stop");
+    endHeadMove(Axis::tilt, taken.command, tiltWaitIdle, "iTiltContinuous=stop");
 }
 
 void continuousIris(LensLoopState& state) {

@@ -52,9 +52,10 @@ bool panBecomesIdle() {
 
 // False if a manual move of the axis has been ordered meanwhile: that abandons the run.
 bool beginStep(Axis axis, std::int32_t target) {
-    if (orderWaits(axis) || !replaceTarget(axis, target)) {
+    if (orderWaits(axis)) {
         return false;
     }
+    setTarget(axis, target);
     publishStatus(axis, "run");
     return true;
 }

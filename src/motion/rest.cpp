@@ -18,7 +18,7 @@ void setMoveStates(AxisList axes, std::int32_t state) {
 
 void setTargetsToPositions(AxisList axes) {
     for (const Axis axis : axes) {
-        replaceTarget(axis, axisPosition(axis));
+        setTarget(axis, axisPosition(axis));
     }
 }
 

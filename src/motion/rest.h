@@ -17,8 +17,7 @@ void takeOver(AxisList axes);
 // Sets the axes' move states to `state`.
 void setMoveStates(AxisList axes, std::int32_t state);
 
-// Makes the axes' positions their targets, but not where an absolute order waits: that move starts
-// when the run is over.
+// Makes the axes' positions their targets. A move that waits starts when the run is over.
 void setTargetsToPositions(AxisList axes);
 
 // Sets the axes' counters to what they are at the home stop.

@@ -61,15 +61,15 @@ const SearchCase* findSearchCase(std::int32_t mode, const Attitude& attitude) {
     return nullptr;
 }
 
-void levelAs(const SearchCase& found, const char* markerPrefix, RotateDrive& drive) {
+void levelAs(const SearchCase& found, const char* markerPrefix) {
     publishImageSetting(kFlipKey, found.flipAndMirror);
     publishImageSetting(kMirrorKey, found.flipAndMirror);
     if (!found.markerFirst) {
-        found.servo(drive, found.targetAngle);
+        found.servo(found.targetAngle);
     }
     std::printf("%s%s\n", markerPrefix, found.marker);
     if (found.markerFirst) {
-        found.servo(drive, found.targetAngle);
+        found.servo(found.targetAngle);
     }
 }
 
@@ -78,14 +78,13 @@ std::int32_t AutoSearch(std::int32_t mode) {
     const std::int32_t upperEnd = axisMaximum(Axis::rotate);
     const bool down = sweepsDown(mode, upperEnd);
     const std::int32_t lastTarget = down ? 0 : upperEnd;
-    RotateDrive drive = takeRotateDrive();
     std::int32_t target = down ? upperEnd : 0;
     for (;;) {
-        driveRotateAndWait(drive, target);
+        driveRotateAndWait(target);
         const Attitude attitude = GyroGetAttitude();
         printAttitude(3, attitude);
         if (const SearchCase* found = findSearchCase(mode, attitude)) {
-            levelAs(*found, "", drive);
+            levelAs(*found, "");
             break;
         }
         if (target == lastTarget) {

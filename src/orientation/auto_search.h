@@ -14,7 +14,7 @@ struct SearchCase {
     AngleRange second;  // mode 0: pitch; other modes: yaw
     AngleRange roll;
     bool flipAndMirror;
-    void (*servo)(RotateDrive& drive, float targetAngle);
+    void (*servo)(float targetAngle);
     float targetAngle;
     const char* marker;
     bool markerFirst;  // printed before the servo runs
@@ -26,7 +26,7 @@ const SearchCase* findSearchCase(std::int32_t mode, const Attitude& attitude);
 
 // Publishes the case's flip and mirror, runs its servo and prints its marker behind `markerPrefix`.
 // Blocks the lens thread.
-void levelAs(const SearchCase& found, const char* markerPrefix, RotateDrive& drive);
+void levelAs(const SearchCase& found, const char* markerPrefix);
 
 // Searches with the image-rotate setting as the mode, and writes the home marker, also when nothing
 // was found. Always 0. Blocks the lens thread.

@@ -73,8 +73,7 @@ std::int32_t RotateMode2PanMode() {
         return rotate;
     }
     if (const SearchCase* found = findSearchCase(rotate, attitude)) {
-        RotateDrive drive = takeRotateDrive();
-        levelAs(*found, "P", drive);
+        levelAs(*found, "P");
     } else {
         giAutoRotate = 1;
     }

@@ -61,14 +61,13 @@ std::int32_t stepFor(float error) {
                       kLargestStep);
 }
 
-void sendRotateTo(RotateDrive& drive, std::int32_t target) {
-    replaceTarget(Axis::rotate, target);
-    drive.target = target;
+void sendRotateTo(std::int32_t target) {
+    setTarget(Axis::rotate, target);
     setAxisPosition(Axis::rotate, rotateMoveTo(axisPosition(Axis::rotate), target));
 }
 
-Attitude turnAndLook(RotateDrive& drive, std::int64_t steps) {
-    driveRotateAndWait(drive, cutToInt32(drive.target + steps));
+Attitude turnAndLook(std::int64_t steps) {
+    driveRotateAndWait(cutToInt32(std::int64_t{giNewRotat} + steps));
     sleepMicroseconds(kSettleMicroseconds);
     return GyroGetAttitude();
 }
@@ -108,10 +107,10 @@ void reconsiderDirection(const Servo& servo, ServoRun& run, float error) {
 }
 
 // One step and what it taught. A step without effect inside the range is repeated: the angle stays.
-void takeStep(const Servo& servo, ServoRun& run, RotateDrive& drive) {
+void takeStep(const Servo& servo, ServoRun& run) {
     const float oldError = wrapped(run.targetAngle - run.current);
     const float oldSize = std::fabs(oldError);
-    const Attitude attitude = turnAndLook(drive, std::int64_t{run.direction} * stepFor(oldSize));
+    const Attitude attitude = turnAndLook(std::int64_t{run.direction} * stepFor(oldSize));
     const float angle = attitude.*servo.angle;
     const float newError = wrapped(run.targetAngle - angle);
     const float newSize = std::fabs(newError);
@@ -140,48 +139,44 @@ void announceEnd(const Servo& servo, std::int32_t direction) {
     }
 }
 
-void returnToBest(const ServoRun& run, RotateDrive& drive) {
+void returnToBest(const ServoRun& run) {
     if (run.bestPosition == kNoPosition) {
         return;
     }
-    sendRotateTo(drive, run.bestPosition);
+    sendRotateTo(run.bestPosition);
     sleepMicroseconds(kSettleMicroseconds);
     rotateWaitReady();
 }
 
-void runServo(const Servo& servo, RotateDrive& drive, float targetAngle) {
+void runServo(const Servo& servo, float targetAngle) {
     std::printf("target_angle=%.2f\n", targetAngle);
     const bool upperHalf = axisPosition(Axis::rotate) > axisMaximum(Axis::rotate) / 2;
     const float start = GyroGetAttitude().*servo.angle;
     ServoRun run = {targetAngle, upperHalf ? -1 : 1, start, start};
     while (!withinTolerance(run) && run.reversals != kReversalLimit) {
-        takeStep(servo, run, drive);
+        takeStep(servo, run);
         // With the direction as it is after a turn.
         if (endReached(run.direction)) {
             announceEnd(servo, run.direction);
             break;
         }
     }
-    returnToBest(run, drive);
+    returnToBest(run);
     std::printf("Reached target angle: %.2f degrees.\n", run.last);
 }
 
 }  // namespace
 
-RotateDrive takeRotateDrive() {
-    return {giNewRotat};
-}
-
-void driveRotateAndWait(RotateDrive& drive, std::int32_t target) {
-    sendRotateTo(drive, target);
+void driveRotateAndWait(std::int32_t target) {
+    sendRotateTo(target);
     sleepMicroseconds(kMoveStartMicroseconds);
     rotateWaitReady();
 }
 
-void RotateToPitch(RotateDrive& drive, float targetAngle) {
-    runServo(kPitchServo, drive, targetAngle);
+void RotateToPitch(float targetAngle) {
+    runServo(kPitchServo, targetAngle);
 }
 
-void RotateToYaw(RotateDrive& drive, float targetAngle) {
-    runServo(kYawServo, drive, targetAngle);
+void RotateToYaw(float targetAngle) {
+    runServo(kYawServo, targetAngle);
 }

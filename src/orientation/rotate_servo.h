@@ -5,21 +5,12 @@
 
 #include <cstdint>
 
-// Where a run last sent the rotate axis, in steps. `giNewRotat` follows, unless an absolute
-// order waits: that move starts when the run, which goes on with its own target, is over.
-struct RotateDrive {
-    std::int32_t target;
-};
-
-// A run that starts at the target.
-RotateDrive takeRotateDrive();
-
-// Sends the axis to `target` (clamped to its range by the move), stores the position that it will
-// have, and waits until it is there.
-void driveRotateAndWait(RotateDrive& drive, std::int32_t target);
+// Sends the axis to `target` (clamped to its range by the move), which becomes its target, stores
+// the position that it will have, and waits until it is there.
+void driveRotateAndWait(std::int32_t target);
 
 // Bring pitch or yaw to `targetAngle` (degrees in 0..360; 360 stands for level). They end within
 // half a degree, after the third turn, or at an end of the rotate range, and have no time limit. An
 // angle just above 0 counts as far from 360.
-void RotateToPitch(RotateDrive& drive, float targetAngle);
-void RotateToYaw(RotateDrive& drive, float targetAngle);
+void RotateToPitch(float targetAngle);
+void RotateToYaw(float targetAngle);
