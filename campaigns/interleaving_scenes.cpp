@@ -205,6 +205,8 @@ const Scene kScenes[] = {
      {{{"lens.camN.mode_rotate", "rotate"}, 1},
       {{"lens.camN.pan", "a:10040"}, 0.06},
       {{"lens.camN.rotate", "forward"}, 0.06}}},
+    // Its last step makes the home marker.
+    {"search-ends", "lens.camN.rotate", {{{"lens.camN.rotate", "auto"}, 0.77}}},
 };
 
 // The acts that an axis's move may meet, beside those of the axis itself: a request of each kind.

@@ -533,7 +533,7 @@ void exploreScene(const void* argument) {
 }
 
 // About as many schedules as there are if every step is taken.
-constexpr std::uint64_t kAllSchedules = 550000;
+constexpr std::uint64_t kAllSchedules = 580000;
 
 void exploreAll() {
     gStride = gRequest.size == 0 ? 1 : std::max<std::uint64_t>(kAllSchedules / gRequest.size, 1);
