@@ -42,11 +42,17 @@ TEST_F(FocusSweep, TheModeChoosesTheAreaAndTheStepWhetherItGoesThere) {
         {5, 2, kPeakOfA, true},   {5, 10, kPeakOfA, false}, {6, 2, kPeakOfC, true},
         {6, 10, kPeakOfC, false}, {0, 2, kPeak, false},     {7, 2, kPeak, false},
     };
+    // Mode 6 says A while it takes C.
+    const std::string says[] = {"", "", "", "", "Focus B Area", "Focus A Area", "Focus A Area", ""};
     for (const auto& each : cases) {
         const std::string name =
             "mode " + std::to_string(each.mode) + " step " + std::to_string(each.step);
         standAt(1400);
+        testing::internal::CaptureStdout();
         const int result = focusSweep(kPeak - 60, kPeak + 60, each.step, each.mode);
+        const std::string said = testing::internal::GetCapturedStdout();
+        const std::size_t at = said.find("Focus ");
+        EXPECT_EQ(at == std::string::npos ? "" : said.substr(at, 12), says[each.mode]) << name;
         EXPECT_NEAR(result, each.result, each.step / 2 + 1) << name;
         EXPECT_EQ(position(Axis::focus) == result, each.goesThere) << name;
         EXPECT_EQ(position(Axis::focus), axisPosition(::Axis::focus)) << name;
