@@ -110,8 +110,8 @@ extern constinit SharedInt giPanTarget, giTiltTarget, giNewRotat, giZoomTarget, 
 // others: a step multiplier.
 extern constinit SharedInt iPanContinuous, iTiltContinuous, iRotateContinuous, iZoomContinuous,
     iFocusContinuous, iIrisContinuous;
-// 1 while the main thread stores what a word asks for that ends the axis's continuous command and
-// has it move to a target (order of `Axis`).
+// 1 while the main thread stores what a word asks for that ends the axis's continuous command, sets
+// its move state and orders a target (order of `Axis`).
 extern constinit SharedInt gaMoveComing[6];
 // Move states.
 enum MoveState : std::int32_t {

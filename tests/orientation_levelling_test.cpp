@@ -116,6 +116,11 @@ TEST(OrientationLevelling, TheHomeMarkerLeadsToLevellingAtTheNextBoot) {
         camera.run("run 1\nset lens.camN.rotate auto\nrun 0.2\nset lens.camN.rotate " + word +
                    "\nrun 5\nset lens.camN.rotate stop\nrun 5\n");
         EXPECT_FALSE(camera.read(kHomeFile)) << "after " << word << " that waited";
+        camera.run(
+            "run 41\nset lens.camN.action.cmd home2\nrun 1\nset lens.camN.rotate auto\nrun 0.5\n"
+            "set lens.camN.rotate " +
+            word + "\nrun 20\nset lens.camN.rotate stop\nrun 3\n");
+        EXPECT_FALSE(camera.read(kHomeFile)) << "after " << word << " in which it levelled";
     }
     camera.run(
         "run 3\nset lens.camN.rotate r:0\nrun 0.1\nset lens.camN.rotate auto\nrun 9\n"

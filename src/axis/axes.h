@@ -69,6 +69,12 @@ inline void setAxisPosition(Axis axis, std::int32_t position) {
     gLensRange[axisRow(axis).position] = position;
 }
 
+// Whether a word that ends the axis's continuous command and has it move is only half stored. Any
+// thread.
+inline bool moveIsComing(Axis axis) {
+    return gaMoveComing[static_cast<std::size_t>(axis)] != 0;
+}
+
 // The value forced into the range: the minimum if it is below it, else the maximum if above.
 constexpr std::int32_t clampToRange(std::int32_t maximum, std::int32_t minimum,
                                     std::int64_t value) {

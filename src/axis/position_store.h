@@ -4,8 +4,8 @@
 #include <cstdint>
 
 // Writes the axis table, byte for byte, to the position file. Takes the present pan and tilt
-// positions as published and as targets. A file that cannot be
-// opened is passed over in silence. Lens thread.
+// positions as published and as targets. A file that cannot be opened is passed over in silence.
+// Lens thread.
 void savePositions();
 
 // Adopts the stored positions (not the ranges), drives the iris to its end stop instead of trusting

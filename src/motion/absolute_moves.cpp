@@ -114,6 +114,12 @@ void startTilt(LensLoopState& state) {
     recordMoveStart();
 }
 
+// The move state that this pass may complete: none while a word is being stored whose move is still
+// to come.
+std::int32_t stateToComplete(Axis axis) {
+    return moveIsComing(axis) ? kMoveIdle : axisRow(axis).move->load();
+}
+
 // Ends the axis's absolute move; a command that has just asked for another keeps its state.
 void endMove(Axis axis, std::int32_t state) {
     publishMoveEnd(axis);
@@ -121,7 +127,7 @@ void endMove(Axis axis, std::int32_t state) {
 }
 
 void completePan() {
-    const std::int32_t state = iPanMove;
+    const std::int32_t state = stateToComplete(Axis::pan);
     if (state == kMoveAbsolute && panIsBusy() == 0) {
         endMove(Axis::pan, state);
         std::puts("Pan Stop");
@@ -131,7 +137,7 @@ void completePan() {
 }
 
 void completeTilt() {
-    const std::int32_t state = iTiltMove;
+    const std::int32_t state = stateToComplete(Axis::tilt);
     if (state == kMoveAbsolute && tiltIsBusy() == 0) {
         endMove(Axis::tilt, state);
     } else if (state == kMoveRequested) {
@@ -140,7 +146,7 @@ void completeTilt() {
 }
 
 void completeRotate() {
-    const std::int32_t state = iRotateMove;
+    const std::int32_t state = stateToComplete(Axis::rotate);
     if (state == kMoveAbsolute && rotateIsReady() == 0) {
         endMove(Axis::rotate, state);
     } else if (state == kMoveRequested) {
@@ -150,7 +156,7 @@ void completeRotate() {
 }
 
 void completeZoom() {
-    const std::int32_t state = iZoomMove;
+    const std::int32_t state = stateToComplete(Axis::zoom);
     if (state == kMoveAbsolute && zoomIsReady() == 0) {
         endMove(Axis::zoom, state);
         focusAfterAbsoluteZoom();
@@ -163,7 +169,7 @@ void completeZoom() {
 
 // Whether a requested focus move has just been admitted.
 bool completeFocus() {
-    const std::int32_t state = iFocusMove;
+    const std::int32_t state = stateToComplete(Axis::focus);
     if (state == kMoveAbsolute && focusIsReady() == 0) {
         endMove(Axis::focus, state);
     } else if (state == kMoveRequested) {
@@ -174,7 +180,7 @@ bool completeFocus() {
 }
 
 void completeIris() {
-    const std::int32_t state = iIrisMove;
+    const std::int32_t state = stateToComplete(Axis::iris);
     if (state == kMoveAbsolute && irisIsReady() == 0) {
         endMove(Axis::iris, state);
     } else if (state == kMoveRequested) {

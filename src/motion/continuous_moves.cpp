@@ -88,7 +88,8 @@ std::int32_t stepTarget(Axis axis, std::int64_t wanted, std::int32_t& command) {
 }
 
 void stepLens(const LensRow& row, LensLoopState& state, Continuous& taken) {
-    // Each time, as a run that this move waits for, or overtakes, makes the home marker anew.
+    // Each time: a run that this move has waited for, or that came in its middle, makes the home
+    // marker anew.
     if (row.axis == Axis::rotate) {
         clearHomeFile();
     }
@@ -119,8 +120,7 @@ void stepLens(const LensRow& row, LensLoopState& state, Continuous& taken) {
 // Whether a continuous move is over; not yet if its command may have been ended by a word whose own
 // move is still to come, or there would be a "stop" in between.
 bool isOver(Axis axis, std::int32_t command) {
-    return command == 0 && gaMoveComing[static_cast<std::size_t>(axis)] == 0 &&
-           *axisRow(axis).move == kMoveContinuous;
+    return command == 0 && !moveIsComing(axis) && *axisRow(axis).move == kMoveContinuous;
 }
 
 // Whether a continuous move ended in this pass.
