@@ -408,6 +408,7 @@ class Shown(unittest.TestCase):
         page.script("document.querySelector('.cross').style.display = 'none'")
         stage = page.find(".stage")
         page.show(stage)
+        page.drawn()
         return Image.open(io.BytesIO(stage.screenshot_as_png)).convert("RGB")
 
     @staticmethod
@@ -429,6 +430,8 @@ class Shown(unittest.TestCase):
 
     def check_roll(self, head, settings):
         expected = roll_of(head, *settings)
+        # Not the same roll on the way there.
+        shows_positions()
         page.wait(lambda: abs(turn(float(page.find(".stage").get_attribute("data-roll")) - expected)) < 0.1,
                   f"the roll is {expected:.1f}")
         self.assertLess(abs(turn(self.roll_in(self.picture(), portrait=settings[2]) - expected)), 9, "and so the horizon lies")
