@@ -156,6 +156,22 @@ TEST(MqttRealClock, ABrokerThatDiesIsFoundAgainWithTheWholeStateAndNothingCarrie
     EXPECT_THAT(head.setsOf("lens.camN.zoom"), ElementsAre());
 }
 
+TEST(MqttRealClock, EverySetOfAFloodIsCarriedOutOnceAndInItsOrder) {
+    constexpr std::size_t kSets = 2000;
+    Broker broker;
+    broker.start();
+    Head head(broker);
+    Client client(broker, "kestrel/cam7/#");
+    client.readTo(kOnline);
+    client.flood("kestrel/cam7/set/lens/test/number", static_cast<int>(kSets));
+    client.readTo("kestrel/cam7/bus/lens/test/number " + std::to_string(kSets));
+    const std::vector<std::string> sets = head.setsOf("lens.test.number");
+    ASSERT_EQ(sets.size(), kSets);
+    for (std::size_t i = 0; i < kSets; ++i) {
+        EXPECT_EQ(sets[i], std::to_string(i + 1));
+    }
+}
+
 TEST(MqttRealClock, TwoHeadsWithOneNameAreToldSo) {
     Broker broker;
     broker.start();

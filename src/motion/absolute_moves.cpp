@@ -18,7 +18,7 @@ namespace {
 // `target` and in the shared state.
 bool hasToMove(Axis axis, std::int32_t& target) {
     const TakenTarget taken = takeTarget(axis);
-    // Also by a word that leads nowhere.
+    // A rotate word makes the home marker void as it is carried out, also one that leads nowhere.
     if (axis == Axis::rotate && isByWord(taken)) {
         clearHomeFile();
     }

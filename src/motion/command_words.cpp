@@ -129,15 +129,15 @@ bool isPrefix(Effect effect) {
     return effect == absolute || effect == relative || effect == pan || effect == tilt;
 }
 
-// The lens loop acts on the order, so that goes last.
-void requestMove(const WordTable& table, std::int32_t steps,
-                 void (*order)(Axis axis, std::int32_t steps)) {
+// The lens loop acts on the order, a target or steps, so that goes last.
+void requestMove(const WordTable& table, std::int32_t value,
+                 void (*order)(Axis axis, std::int32_t value)) {
     const AxisRow& axis = axisRow(table.axis);
     SharedInt& coming = gaMoveComing[static_cast<std::size_t>(table.axis)];
     coming = 1;
     *axis.continuous = 0;
     *axis.move = table.requestState;
-    order(table.axis, steps);
+    order(table.axis, value);
     coming = 0;
 }
 
