@@ -129,6 +129,9 @@ TEST(AdaptiveSweep, ShortensItsStepOnASteepRiseAndStopsPastThePeak) {
     EXPECT_EQ((events.end() - 2)->line(), "mcu setFocus8Forward -56 50 5000");
     EXPECT_EQ(events.back().time - (events.end() - 2)->time, 43'000);
     expectAdaptiveSteps(samplesOf(run));
+    for (const Sample& s : samplesOf(run)) {
+        EXPECT_EQ(s.a > s.c, s.position > kPeak) << s.position;
+    }
     // The peak is near the first position; two areas are blurred throughout.
     for (const char* const scene :
          {"fault scene offset 366", "fault area a flat\nfault area c flat"}) {

@@ -56,6 +56,13 @@ TEST_F(FocusSweep, TheModeChoosesTheAreaAndTheStepWhetherItGoesThere) {
         EXPECT_NEAR(result, each.result, each.step / 2 + 1) << name;
         EXPECT_EQ(position(Axis::focus) == result, each.goesThere) << name;
         EXPECT_EQ(position(Axis::focus), axisPosition(::Axis::focus)) << name;
+        AreaSharpness seen;
+        const int score = readFocusStats(&seen.a, &seen.b, &seen.c);
+        const auto end = testing::Message()
+                         << "Auto focus ponsition " << result << ' ' << position(Axis::focus)
+                         << " \nS:" << score << " A:" << seen.a << " B:" << seen.b
+                         << " C:" << seen.c << '\n';
+        EXPECT_EQ(said.ends_with(end.GetString()), each.mode >= 1 && each.mode <= 6) << name;
     }
 }
 
@@ -72,7 +79,11 @@ TEST_F(FocusSweep, ASmallIntervalOrAPresetWordLeavesNothingToSearch) {
 
 TEST_F(FocusSweep, TheWeightedScoreIsMostlyThatOfAreaA) {
     standAt(kPeakOfA);
+    testing::internal::CaptureStdout();
     const int atA = focusScoreWeighted();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "sum_a:1550000 lum_a:1000000 a:1.55000 sum_b:1522414 lum_b:1000000 b:1.52241 "
+              "sum_c:1460430 lum_c:1000000 c:1.46043\n");
     EXPECT_NEAR(atA, 1.55e8 / 5 + 1.5e4 * 3 / 5, 2000);
     standAt(kPeakOfC);
     EXPECT_LT(focusScoreWeighted(), atA);
