@@ -30,6 +30,8 @@ constexpr Meeting kMeetings[] = {
      "mcu setTiltBackwardS 2 "},
     {"LatestRotate", "set lens.camN.rotate a:560\nrun 0.1", "lens.camN.rotate a:500", "rotate", 500,
      "mcu setRotatBackward -3 "},
+    {"MoveAfterPanRun", "set lens.camN.pan left\nrun 0.1", "lens.camN.pan a:9990", "pan", 9990,
+     "mcu setPanBackwardS 2 "},
     {"MoveAfterRun", "set lens.camN.zoom in\nrun 0.06", "lens.camN.zoom full_out", "zoom", 0,
      "mcu setZoom8Forward -1 "},
     {"OtherAxis", "set lens.camN.zoom a:1100\nrun 0.1", "lens.camN.iris a:30", "iris", 30,
@@ -96,9 +98,9 @@ struct BusyRun {
 constexpr BusyRun kBusyRuns[] = {
     {"Preset",
      "set lens.camN.act_preset 1:set:lock\nrun 1\nset lens.camN.pan a:10600\n"
-     "set lens.camN.zoom a:900\nrun 1\nset lens.camN.tilt a:2700\nset lens.camN.rotate a:1200\n"
-     "run 3\n",
-     "lens.camN.act_preset 1:go", "bus lens.camN.act_preset done", 7},
+     "set lens.camN.zoom a:900\nset lens.camN.focus a:900\nrun 1\nset lens.camN.tilt a:2700\n"
+     "set lens.camN.rotate a:1200\nrun 3\n",
+     "lens.camN.act_preset 1:go", "bus lens.camN.act_preset done", 9},
     {"EnterPreset", "set lens.camN.act_preset 1:set:lock\nrun 1\n", "lens.camN.act_preset 1:go",
      "log Preset1 go:", 2},
     {"Levelling", "", "lens.camN.rotate auto", "bus lens.camN.rotatestatus stop", 4},
@@ -107,6 +109,8 @@ constexpr BusyRun kBusyRuns[] = {
     {"ContrastFocus", "", "lens.camN.action.cmd AF", "bus lens.camN.focusstatus stop", 4},
     {"HomeAndLevelling", "", "lens.camN.action.cmd home1", "bus lens.camN.rotatestatus stop", 4},
     {"FastHome", "", "lens.camN.action.cmd homefast", "log Fast Home:", 4},
+    // Itself a request of the kinds of homing and autofocus.
+    {"FastPresetHomeFocus", "", "lens.camN.action.cmd homeP2", "log Fast Preset:", 4},
 };
 
 // A request, and the line that tells that it is served. While a run is on that serves the same
