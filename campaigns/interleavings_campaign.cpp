@@ -30,6 +30,7 @@
 #include "platform/nbus.h"
 #include "twin/boundary/bus.h"
 #include "twin/boundary/files.h"
+#include "twin/camera/head.h"
 #include "twin/clock/actors.h"
 #include "twin/trace/output.h"
 #include "whole_daemon.h"
@@ -224,6 +225,11 @@ std::string outcome() {
     for (const Word& word : kWords) {
         text += std::string(word.name) + " " + std::to_string(word.value.load()) + "\n";
     }
+    text.append("filter ").append(twin::saveHead().at("icr")).append("\nled switches");
+    for (const auto& each : gaLedCtrl) {
+        text.append(" ").append(std::to_string(each.load()));
+    }
+    text += '\n';
     for (const auto& [event, count] : counts()) {
         text += event + (isUncounted(event) ? "" : " x" + std::to_string(count)) + "\n";
     }
