@@ -205,6 +205,16 @@ const Scene kScenes[] = {
      {{{"lens.camN.mode_rotate", "rotate"}, 1},
       {{"lens.camN.pan", "a:10040"}, 0.06},
       {{"lens.camN.rotate", "forward"}, 0.06}}},
+    // The second step is beyond the end of the range, which ends the continuous command.
+    {"iris-ends",
+     "lens.camN.iris",
+     {{{"lens.camN.iris", "full_close"}, 1},
+      {{"lens.camN.iris", "r:-2"}, 0.5},
+      {{"lens.camN.iris", "close"}, 0.015}}},
+    // A relative word waits for the end of a tilt move, which holds up the lens loop until then.
+    {"zoom-waits",
+     "lens.camN.zoom",
+     {{{"lens.camN.tilt", "a:2200"}, 0.05}, {{"lens.camN.zoom", "r:40"}, 0.11}}},
     // Its last step makes the home marker.
     {"search-ends", "lens.camN.rotate", {{{"lens.camN.rotate", "auto"}, 0.77}}},
 };
