@@ -104,8 +104,9 @@ TEST(OrientationLevelling, TheHomeMarkerLeadsToLevellingAtTheNextBoot) {
         return camera.run("run 3").trace.count("log in AutoSearch");
     };
     EXPECT_EQ(searchesAtBoot(), 0);
-    for (const std::string word :
-         {"forward", "backward", "full_forward", "full_backward", "a:600", "r:10"}) {
+    const std::string kMoves[] = {"forward",       "backward", "full_forward",
+                                  "full_backward", "a:600",    "r:10"};
+    for (const std::string& word : kMoves) {
         camera.run("run 1\nset lens.camN.rotate auto\nrun 9\n");
         EXPECT_EQ(camera.read(kHomeFile), "");
         EXPECT_EQ(searchesAtBoot(), 1);
@@ -134,6 +135,13 @@ TEST(OrientationLevelling, TheHomeMarkerLeadsToLevellingAtTheNextBoot) {
         EXPECT_EQ(camera.read(kHomeFile), "") << word << " moves nothing";
     }
     EXPECT_EQ(camera.run("run 3").trace.count("log Gyro not ready"), 0);
+    for (const std::string& word : kMoves) {
+        camera.write(kHomeFile, "");
+        camera.run("run 1\nset lens.camN.tilt full_up\nrun 0.1\nset lens.camN.rotate " + word +
+                   "\nrun 0.1");
+        EXPECT_FALSE(camera.read(kHomeFile)) << word << " while tilt holds up the lens loop";
+    }
+    camera.write(kHomeFile, "");
     camera.setting("lens.camN.mode_rotate", "auto");
     EXPECT_EQ(camera.run("run 3").trace.count("log Gyro not ready"), 1);
 }
