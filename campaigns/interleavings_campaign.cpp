@@ -539,7 +539,7 @@ void exploreScene(const void* argument) {
 }
 
 // About as many schedules as there are if every step is taken.
-constexpr std::uint64_t kAllSchedules = 580000;
+constexpr std::uint64_t kAllSchedules = 630000;
 
 void exploreAll() {
     gStride = gRequest.size == 0 ? 1 : std::max<std::uint64_t>(kAllSchedules / gRequest.size, 1);
