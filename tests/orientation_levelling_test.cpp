@@ -200,6 +200,11 @@ TEST_F(OrientationSweep, TheServoJudgesTheStepThatEndsAtALimit) {
     const twin::Microseconds start = twin::now();
     RotateToYaw(360);
     EXPECT_EQ(twin::now() - start, 25 * 43'000 + 83'000);
+    // From 340 degrees it is nearer to 90 upwards.
+    testing::internal::CaptureStdout();
+    RotateToPitch(90);
+    const std::string shown = testing::internal::GetCapturedStdout();
+    EXPECT_NE(shown.find(" angle_difference=110.00 "), std::string::npos) << shown;
 }
 
 }  // namespace
