@@ -203,8 +203,8 @@ TEST_F(OrientationSweep, TheServoJudgesTheStepThatEndsAtALimit) {
     // From 340 degrees it is nearer to 90 upwards.
     testing::internal::CaptureStdout();
     RotateToPitch(90);
-    const std::string shown = testing::internal::GetCapturedStdout();
-    EXPECT_NE(shown.find(" angle_difference=110.00 "), std::string::npos) << shown;
+    EXPECT_NE(testing::internal::GetCapturedStdout().find(" angle_difference=110.00 "),
+              std::string::npos);
 }
 
 }  // namespace
